@@ -1,0 +1,29 @@
+// Configuration storage types of the host framework. Entities take part in the
+// host's configuration tree through these; this module never looks inside.
+#pragma once
+
+#include <string>
+
+#include <boost/shared_ptr.hpp>
+
+namespace Storage {
+
+// Root of everything that takes part in configuration storage.
+class StorageItem {
+ public:
+  virtual ~StorageItem() = default;
+};
+
+// A node of the host's configuration tree, opaque to entities.
+class Setting {
+ public:
+  virtual ~Setting() = default;
+};
+
+}  // namespace Storage
+
+// Header-level constants: every unit that includes this header gets its own
+// copies, built at load and destroyed at unload.
+static const std::string defaultConfigFileName = "default_config.xml";
+static const std::string savedConfigFileName = "saved_config.xml";
+static const boost::shared_ptr<Storage::Setting> noSetting(static_cast<Storage::Setting*>(nullptr));
