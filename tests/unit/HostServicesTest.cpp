@@ -1,15 +1,13 @@
 // The host services that the module queries and the events the node raises:
-// Log messages, MAC text, VLAN and GEM events, query faults, external messages.
+// Log messages, MAC text, VLAN and GEM events, query faults.
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <boost/bind/bind.hpp>
 
-#include "BLLManager.h"
 #include "CVqUtil.h"
 #include "Log.h"
 #include "Network.h"
@@ -114,58 +112,40 @@ TEST_F(HostServicesTest, GemEventsBindOnlyForBoundAndRebound) {
   EXPECT_FALSE(node().raiseGemEvent(42, 5, 2, 9));
 }
 
-TEST_F(HostServicesTest, QueryFaultsFailOnlyTheirQuery) {
+TEST_F(HostServicesTest, QueryFaultsFailTheirQueryUntilCleared) {
   node().addInterface(sim::InterfaceConfig{3, Interfaces::IF_TYPE_GEM, "gem3", false, true});
-  const uint8_t mac[6] = {1, 2, 3, 4, 5, 6};
-  node().setManagement(
-      sim::ManagementConfig{3, {mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]}, 10});
+  node().setManagement(sim::ManagementConfig{3, {1, 2, 3, 4, 5, 6}, 10});
   Interfaces& interfaces = Interfaces::instance();
+  Network& network = singleton<Network>::instance();
   Interfaces::interfaceType type = Interfaces::IF_TYPE_UNKNOWN;
   std::string name;
   unsigned int id = 0;
-  ASSERT_EQ(0, interfaces.interfaceGetTypeById(3, &type));
-  EXPECT_EQ(Interfaces::IF_TYPE_GEM, type);
-  EXPECT_FALSE(interfaces.isInterfaceActive(3));
-  EXPECT_EQ(1, servProfileCheckIfInterfaceUplink(3));
-
+  Network::NetworkInfo info;
   node().failTypeLookup(true);
   node().failNameLookup(3, true);
   node().failNetworkInfo(4);
   node().failMngIdGet(6);
   EXPECT_NE(0, interfaces.interfaceGetTypeById(3, &type));
   EXPECT_NE(0, interfaces.interfaceGetNameById(3, name));
-  Network::NetworkInfo info;
-  EXPECT_EQ(4, singleton<Network>::instance().getNetworkInfo(&info));
+  EXPECT_EQ(4, network.getNetworkInfo(&info));
   EXPECT_EQ(6, interfaces.interfaceMngIdGet(id));
   EXPECT_TRUE(interfaces.checkId(3));
 
+  node().failTypeLookup(false);
   node().failNameLookup(3, false);
   node().failNetworkInfo(0);
   node().failMngIdGet(0);
+  ASSERT_EQ(0, interfaces.interfaceGetTypeById(3, &type));
   ASSERT_EQ(0, interfaces.interfaceGetNameById(3, name));
+  ASSERT_EQ(0, network.getNetworkInfo(&info));
+  ASSERT_EQ(0, interfaces.interfaceMngIdGet(id));
+  EXPECT_EQ(Interfaces::IF_TYPE_GEM, type);
   EXPECT_EQ("gem3", name);
-  ASSERT_EQ(0, singleton<Network>::instance().getNetworkInfo(&info));
   EXPECT_EQ(10, info.mngVlan);
   EXPECT_EQ(6, info.mngMac[5]);
-  ASSERT_EQ(0, interfaces.interfaceMngIdGet(id));
   EXPECT_EQ(3u, id);
-}
-
-TEST_F(HostServicesTest, ExternalMessageReturnsWhatSubscribersWrote) {
-  struct Responder {
-    void answer(const std::string& module, const std::string& command, std::ostringstream* out) {
-      *out << module << "/" << command << ";";
-    }
-  };
-  using namespace boost::placeholders;
-  static Responder* responder = new Responder();
-  static bool subscribed = false;
-  if (!subscribed) {
-    BLLManager::instance().externalMessage.subscribePost(
-        boost::bind(&Responder::answer, responder, _1, _2, _3));
-    subscribed = true;
-  }
-  EXPECT_EQ("portSecurity/macEntries;", sim::sendExternalMessage("portSecurity", "macEntries"));
+  EXPECT_FALSE(interfaces.isInterfaceActive(3));
+  EXPECT_EQ(1, servProfileCheckIfInterfaceUplink(3));
 }
 
 }  // namespace
