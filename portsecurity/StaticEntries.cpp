@@ -10,10 +10,6 @@
 #include "Log.h"
 #include "PortSecurity.h"
 
-bool operator==(PortSecurity::macEntry_t const& a, PortSecurity::macEntry_t const& b) {
-  return a.vlan == b.vlan && std::memcmp(a.mac, b.mac, sizeof a.mac) == 0;
-}
-
 namespace {
 
 // Adds or deletes one static entry in the driver: 0 accepted, 1 otherwise.
