@@ -1,6 +1,6 @@
 // The simulated network element behind the host contracts: its interfaces,
 // GEM bindings, VLANs, management address and profile mode, with the fault
-// hooks that tests use. Safe from any thread; events are raised on the
+// hooks for the host queries. Safe from any thread; events are raised on the
 // calling thread, outside the node's own mutex.
 #pragma once
 
@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Interfaces.h"
+#include "MacAddress.h"
 
 namespace sim {
 
@@ -26,41 +27,57 @@ struct GemBinding {
   unsigned int gem = 0;
 };
 
+struct ManagementConfig {
+  unsigned int interfaceId = 0;
+  MacAddress mac = {};
+  uint16_t vlan = 0;
+};
+
 class Node {
  public:
   static Node& instance();
 
   // Back to an empty node: no interfaces, VLANs or bindings, bridge "br0",
-  // management id 0, profile mode off, no faults.
+  // management id 0 with a zero address, profile mode off, no faults.
   void reset();
 
   std::string bridgeName() const;
   void setBridgeName(const std::string& name);
 
-  // Interfaces, kept in the order they were added.
-  void addInterface(const InterfaceConfig& config);
+  // Interfaces, kept in the order they were added. Adding an id that exists
+  // is refused (false).
+  bool addInterface(const InterfaceConfig& config);
   std::vector<InterfaceConfig> interfaces() const;
   bool hasInterface(unsigned int id) const;
+  // False when there is no such interface.
+  bool findInterface(unsigned int id, InterfaceConfig& out) const;
   bool setActive(unsigned int id, bool active);
   bool setUplink(unsigned int id, bool uplink);
 
-  void setManagement(unsigned int interfaceId, const uint8_t mac[6], uint16_t vlan);
+  void setManagement(const ManagementConfig& management);
+  ManagementConfig management() const;
   void setProfileMode(bool on);
   bool profileMode() const;
 
-  // GEM bindings: (GPON interface, virtual port) -> GEM interface.
+  // GEM bindings: (GPON interface, virtual port) -> GEM interface. Binding a
+  // pair again replaces its GEM interface.
   void bindGem(const GemBinding& binding);
   std::vector<GemBinding> gemBindings() const;
-  // Records the binding for kinds 0 and 2, then raises the host's GEM event.
-  void raiseGemEvent(unsigned int gem, unsigned int interface, unsigned int vport, int kind);
+  bool findGem(unsigned int interface, unsigned int vport, unsigned int& gem) const;
+  // Records the binding for kinds 0 and 2, then raises the host's GEM event
+  // (pre- then post-subscribers). Kinds outside 0..7 raise nothing (false).
+  bool raiseGemEvent(unsigned int gem, unsigned int interface, unsigned int vport, int kind);
 
-  // VLANs on the bridge. Creating raises the created event after the VLAN
-  // exists; deleting raises the deleted event's pre-subscribers while it
-  // still exists, then removes it and runs the post-subscribers. Both return
-  // false, raising nothing, when there is nothing to do.
+  // VLANs on the bridge. Creating adds the VLAN and then raises the created
+  // event; deleting raises the deleted event's pre-subscribers while the VLAN
+  // still exists, removes it, then runs the post-subscribers. Both return
+  // false, raising nothing, when there is nothing to do. Subscribers' answers
+  // do not stop the change.
   bool createVlan(uint16_t vlan);
   bool deleteVlan(uint16_t vlan);
+  // Adds a VLAN without raising anything.
   void addVlanQuietly(uint16_t vlan);
+  bool hasVlan(uint16_t vlan) const;
   std::vector<uint16_t> vlans() const;
 
   // Fault hooks for the host queries; each fails every call until cleared.
@@ -68,14 +85,19 @@ class Node {
   void failNameLookup(unsigned int id, bool fail);
   void failNetworkInfo(int code);  // 0 clears
   void failMngIdGet(int code);     // 0 clears
-
-  // Used by the host contract implementations.
-  struct Snapshot;
-  Node();
+  bool typeLookupFails() const;
+  bool nameLookupFails(unsigned int id) const;
+  int networkInfoFault() const;
+  int mngIdFault() const;
 
  private:
+  Node();
+  // Change the VLAN set; false when there was nothing to change.
+  bool insertVlan(uint16_t vlan);
+  bool eraseVlan(uint16_t vlan);
+
   struct State;
-  State& state() const;
+  State& state;
 };
 
 }  // namespace sim

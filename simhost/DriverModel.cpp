@@ -1,0 +1,278 @@
+#include "DriverModel.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "DriverRecords.h"
+#include "SimNode.h"
+
+namespace sim {
+
+using namespace psdriver;
+
+namespace {
+
+// Records are read and written field by field at their offsets, so neither
+// alignment nor the bytes the driver must not touch matter.
+template <class T>
+T readField(const uint8_t* record, size_t offset) {
+  T value;
+  std::memcpy(&value, record + offset, sizeof value);
+  return value;
+}
+
+template <class T>
+void writeField(uint8_t* record, size_t offset, const T& value) {
+  std::memcpy(record + offset, &value, sizeof value);
+}
+
+MacAddress readMac(const uint8_t* record, size_t offset) {
+  MacAddress mac;
+  std::memcpy(mac.data(), record + offset, mac.size());
+  return mac;
+}
+
+// The interface field: canonical unsigned decimal text, NUL-terminated within
+// its 17 bytes, naming an interface of the node.
+bool parseInterface(const uint8_t* record, unsigned int& id) {
+  const void* end = std::memchr(record, '\0', PS_INTF_LEN);
+  if (end == nullptr) return false;
+  const size_t length = static_cast<const uint8_t*>(end) - record;
+  if (length == 0 || length > 10 || (length > 1 && record[0] == '0')) return false;
+  uint64_t value = 0;
+  for (size_t i = 0; i < length; ++i) {
+    if (record[i] < '0' || record[i] > '9') return false;
+    value = value * 10 + (record[i] - '0');
+  }
+  if (value > UINT32_MAX) return false;
+  id = static_cast<unsigned int>(value);
+  return Node::instance().hasInterface(id);
+}
+
+bool takesInterface(unsigned long code) {
+  return code != PSIOC_GET_TABLE_INFO && code != PSIOC_GET_TABLE_ENTRY;
+}
+
+}  // namespace
+
+bool driverRecordSize(unsigned long code, size_t& size) {
+  switch (code) {
+    case PSIOC_GET_TABLE_INFO:
+      size = sizeof(psTableInfoArg_t);
+      return true;
+    case PSIOC_ADD_STATIC:
+    case PSIOC_DEL_STATIC:
+      size = sizeof(psMacArg_t);
+      return true;
+    case PSIOC_GET_TABLE_ENTRY:
+      size = sizeof(psTableEntryArg_t);
+      return true;
+    case PSIOC_MOVE_TO_STATIC:
+      size = sizeof(psMoveArg_t);
+      return true;
+    case PSIOC_SET_STATE:
+      size = 0;
+      return true;
+    case PSIOC_SET_INTF_STATE:
+      size = sizeof(psIntfStateArg_t);
+      return true;
+    case PSIOC_SET_INTF_LIMIT:
+      size = sizeof(psIntfLimitArg_t);
+      return true;
+    case PSIOC_SET_VLAN_LIMIT:
+    case PSIOC_DEL_VLAN_LIMIT:
+      size = sizeof(psVlanLimitArg_t);
+      return true;
+    case PSIOC_GET_VIOLATION:
+      size = sizeof(psViolationArg_t);
+      return true;
+    default:
+      return false;
+  }
+}
+
+DriverModel::DriverModel() : enabled(false) {}
+
+void DriverModel::reset() {
+  macTable.clear();
+  macTable.setBucketCount(MacTable::kDefaultBucketCount);
+  enabled = false;
+  interfaces.clear();
+  violations.clear();
+}
+
+int DriverModel::execute(unsigned long code, unsigned long argument) {
+  size_t size = 0;
+  if (!driverRecordSize(code, size)) return ENOTTY;
+  if (code == PSIOC_SET_STATE) {
+    // The driver reads the value as an int from the argument word.
+    const uint32_t value = static_cast<uint32_t>(argument);
+    if (value > 1) return EINVAL;
+    enabled = value == 1;
+    return 0;
+  }
+  uint8_t* record = reinterpret_cast<uint8_t*>(argument);
+  if (record == nullptr) return EFAULT;
+  return executeRecord(code, record);
+}
+
+int DriverModel::executeRecord(unsigned long code, uint8_t* record) {
+  unsigned int id = 0;
+  if (takesInterface(code) && !parseInterface(record, id)) return ENODEV;
+  switch (code) {
+    case PSIOC_GET_TABLE_INFO:
+      writeField(record, offsetof(psTableInfoArg_t, bucketCount), macTable.bucketCount());
+      return 0;
+    case PSIOC_GET_TABLE_ENTRY:
+      return readEntry(record);
+    case PSIOC_ADD_STATIC:
+      return addStatic(id, record);
+    case PSIOC_DEL_STATIC:
+      return deleteStatic(id, record);
+    case PSIOC_MOVE_TO_STATIC:
+      macTable.makeStatic(id - 1);
+      return 0;
+    case PSIOC_SET_INTF_STATE:
+      return setInterfaceState(id, record);
+    case PSIOC_SET_INTF_LIMIT:
+      return setInterfaceLimit(id, record);
+    case PSIOC_SET_VLAN_LIMIT:
+      return setVlanLimit(id, record, false);
+    case PSIOC_DEL_VLAN_LIMIT:
+      return setVlanLimit(id, record, true);
+    case PSIOC_GET_VIOLATION:
+      return readViolation(id, record);
+    default:
+      return ENOTTY;
+  }
+}
+
+int DriverModel::setInterfaceState(unsigned int id, const uint8_t* record) {
+  const uint32_t state = readField<uint32_t>(record, offsetof(psIntfStateArg_t, state));
+  if (state > 1) return EINVAL;
+  interfaces[id].enabled = state == 1;
+  return 0;
+}
+
+int DriverModel::setInterfaceLimit(unsigned int id, const uint8_t* record) {
+  const uint32_t kind = readField<uint32_t>(record, offsetof(psIntfLimitArg_t, kind));
+  const uint32_t limit = readField<uint32_t>(record, offsetof(psIntfLimitArg_t, limit));
+  if (kind != PS_LIMIT_DYNAMIC && kind != PS_LIMIT_STATIC) return EINVAL;
+  DriverInterfaceState& settings = interfaces[id];
+  if (kind == PS_LIMIT_DYNAMIC) {
+    settings.hasDynamicLimit = true;
+    settings.dynamicLimit = limit;
+  } else {
+    settings.hasStaticLimit = true;
+    settings.staticLimit = limit;
+  }
+  return 0;
+}
+
+int DriverModel::setVlanLimit(unsigned int id, const uint8_t* record, bool remove) {
+  const uint16_t vlan = readField<uint16_t>(record, offsetof(psVlanLimitArg_t, vlan));
+  const uint32_t limit = readField<uint32_t>(record, offsetof(psVlanLimitArg_t, limit));
+  // Removing a limit that is not there is not an error: the result is the same.
+  if (remove)
+    interfaces[id].vlanLimits.erase(vlan);
+  else
+    interfaces[id].vlanLimits[vlan] = limit;
+  return 0;
+}
+
+int DriverModel::addStatic(unsigned int id, const uint8_t* record) {
+  const MacAddress mac = readMac(record, offsetof(psMacArg_t, mac));
+  const uint16_t vlan = readField<uint16_t>(record, offsetof(psMacArg_t, vlan));
+  const uint32_t port = id - 1;
+  MacTableEntry* existing = macTable.find(mac, vlan);
+  if (existing != nullptr) {
+    existing->port = port;
+    existing->isStatic = true;
+    return 0;
+  }
+  MacTableEntry entry;
+  entry.mac = mac;
+  entry.vlan = vlan;
+  entry.port = port;
+  entry.isStatic = true;
+  macTable.append(entry);
+  return 0;
+}
+
+int DriverModel::deleteStatic(unsigned int id, const uint8_t* record) {
+  const MacAddress mac = readMac(record, offsetof(psMacArg_t, mac));
+  const uint16_t vlan = readField<uint16_t>(record, offsetof(psMacArg_t, vlan));
+  const MacTableEntry* existing = macTable.find(mac, vlan);
+  if (existing == nullptr || !existing->isStatic || existing->port != id - 1) return ENOENT;
+  macTable.erase(mac, vlan);
+  return 0;
+}
+
+int DriverModel::readEntry(uint8_t* record) const {
+  const uint32_t bucket = readField<uint32_t>(record, offsetof(psTableEntryArg_t, bucket));
+  const uint32_t position = readField<uint32_t>(record, offsetof(psTableEntryArg_t, position));
+  const MacTableEntry* entry = macTable.at(bucket, position);
+  if (entry == nullptr) return ENOENT;
+  std::memcpy(record + offsetof(psTableEntryArg_t, mac), entry->mac.data(), entry->mac.size());
+  writeField(record, offsetof(psTableEntryArg_t, vlan), entry->vlan);
+  std::memset(record + offsetof(psTableEntryArg_t, reserved), 0,
+              sizeof psTableEntryArg_t().reserved);
+  writeField(record, offsetof(psTableEntryArg_t, port), entry->port);
+  writeField(record, offsetof(psTableEntryArg_t, isStatic), static_cast<uint8_t>(entry->isStatic));
+  return 0;
+}
+
+int DriverModel::readViolation(unsigned int id, uint8_t* record) const {
+  DriverViolation violation;
+  lastViolation(id, violation);
+  std::memcpy(record + offsetof(psViolationArg_t, mac), violation.mac.data(), violation.mac.size());
+  writeField(record, offsetof(psViolationArg_t, vlan), violation.vlan);
+  return 0;
+}
+
+LearnResult DriverModel::learn(uint32_t port, const MacAddress& mac, uint16_t vlan) {
+  if (port == UINT32_MAX || !Node::instance().hasInterface(port + 1))
+    return LearnResult::unknownPort;
+  MacTableEntry* existing = macTable.find(mac, vlan);
+  if (existing != nullptr && (existing->isStatic || existing->port == port))
+    return LearnResult::known;
+  if (limitReached(port, vlan)) {
+    violations[port + 1] = DriverViolation{mac, vlan};
+    return LearnResult::violation;
+  }
+  if (existing != nullptr) {
+    existing->port = port;
+    return LearnResult::learned;
+  }
+  MacTableEntry entry;
+  entry.mac = mac;
+  entry.vlan = vlan;
+  entry.port = port;
+  macTable.append(entry);
+  return LearnResult::learned;
+}
+
+bool DriverModel::limitReached(uint32_t port, uint16_t vlan) const {
+  if (!enabled) return false;
+  auto found = interfaces.find(port + 1);
+  if (found == interfaces.end() || !found->second.enabled) return false;
+  const DriverInterfaceState& settings = found->second;
+  if (settings.hasDynamicLimit && macTable.countDynamic(port) >= settings.dynamicLimit) return true;
+  auto vlanLimit = settings.vlanLimits.find(vlan);
+  return vlanLimit != settings.vlanLimits.end() &&
+         macTable.countDynamic(port, vlan) >= vlanLimit->second;
+}
+
+DriverInterfaceState DriverModel::interfaceState(unsigned int id) const {
+  auto found = interfaces.find(id);
+  return found == interfaces.end() ? DriverInterfaceState() : found->second;
+}
+
+bool DriverModel::lastViolation(unsigned int id, DriverViolation& out) const {
+  auto found = violations.find(id);
+  if (found == violations.end()) return false;
+  out = found->second;
+  return true;
+}
+
+}  // namespace sim

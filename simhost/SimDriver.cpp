@@ -1,0 +1,147 @@
+#include "SimDriver.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+#include <set>
+
+namespace sim {
+
+struct Driver::State {
+  mutable std::mutex mutex;
+  DriverModel model;
+  DriverCommandLog log;
+  std::set<int> handles;
+  // Lets close() and ioctl() on other descriptors skip the mutex while no
+  // driver handle is open.
+  std::atomic<unsigned int> handleCount{0};
+  unsigned int openFailures = 0;
+};
+
+Driver& Driver::instance() {
+  // Never destroyed: descriptors are closed until the very end of the process.
+  static Driver* driver = new Driver();
+  return *driver;
+}
+
+Driver::Driver() : state(*new State()) {}
+
+void Driver::reset() {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  state.model.reset();
+  state.log.clear();
+  state.log.clearFaults();
+  state.openFailures = 0;
+}
+
+LearnResult Driver::learn(uint32_t port, const MacAddress& mac, uint16_t vlan) {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.model.learn(port, mac, vlan);
+}
+
+std::vector<std::vector<MacTableEntry>> Driver::table() const {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.model.table().chains();
+}
+
+uint32_t Driver::bucketCount() const {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.model.table().bucketCount();
+}
+
+void Driver::setBucketCount(uint32_t count) {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  state.model.table().setBucketCount(count);
+}
+
+uint32_t Driver::bucketOf(const MacAddress& mac, uint16_t vlan) const {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.model.table().bucketOf(mac, vlan);
+}
+
+bool Driver::globalState() const {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.model.globalState();
+}
+
+DriverInterfaceState Driver::interfaceState(unsigned int id) const {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.model.interfaceState(id);
+}
+
+bool Driver::lastViolation(unsigned int id, DriverViolation& out) const {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.model.lastViolation(id, out);
+}
+
+std::vector<DriverCommand> Driver::commands() const {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.log.commands();
+}
+
+void Driver::clearCommands() {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  state.log.clear();
+}
+
+void Driver::refuseNext(unsigned long code, unsigned int count) {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  state.log.refuseNext(code, count);
+}
+
+void Driver::refuseCall(unsigned int callNumber) {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  state.log.refuseCall(callNumber);
+}
+
+void Driver::failNextOpens(unsigned int count) {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  state.openFailures = count;
+}
+
+unsigned int Driver::openHandles() const { return state.handleCount.load(); }
+
+bool Driver::takeOpenFailure() {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  if (state.openFailures == 0) return false;
+  --state.openFailures;
+  return true;
+}
+
+void Driver::addHandle(int fd) {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  if (state.handles.insert(fd).second) ++state.handleCount;
+}
+
+bool Driver::isHandle(int fd) const {
+  if (state.handleCount.load() == 0) return false;
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.handles.count(fd) != 0;
+}
+
+bool Driver::removeHandle(int fd) {
+  if (state.handleCount.load() == 0) return false;
+  std::lock_guard<std::mutex> guard(state.mutex);
+  if (state.handles.erase(fd) == 0) return false;
+  --state.handleCount;
+  return true;
+}
+
+int Driver::command(unsigned long code, unsigned long argument) {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  DriverCommand entry;
+  entry.code = code;
+  entry.argument = argument;
+  size_t size = 0;
+  if (driverRecordSize(code, size) && size > 0 && argument != 0) {
+    const uint8_t* record = reinterpret_cast<const uint8_t*>(argument);
+    entry.bytes.assign(record, record + size);
+  }
+  const int error = state.log.takeRefusal(code) ? EIO : state.model.execute(code, argument);
+  entry.refused = error != 0;
+  state.log.record(entry);
+  return error;
+}
+
+}  // namespace sim

@@ -1,0 +1,68 @@
+// The simulated bridge driver as the process sees it: the descriptors that
+// br_open handed out, the commands issued on them, and the hooks that tests
+// use to feed frames, inject faults and inspect the driver's state.
+// Safe from any thread: one mutex guards the driver.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "DriverCommandLog.h"
+#include "DriverModel.h"
+#include "MacAddress.h"
+#include "MacTable.h"
+
+namespace sim {
+
+class Driver {
+ public:
+  static Driver& instance();
+
+  // Factory state: empty table with 16 buckets, switches off, no limits, no
+  // violations, faults cleared, command log cleared. Open handles stay open.
+  void reset();
+
+  // A frame from `mac` in `vlan` arriving on driver port `port`.
+  LearnResult learn(uint32_t port, const MacAddress& mac, uint16_t vlan);
+
+  // The table, one chain per bucket, in chain order.
+  std::vector<std::vector<MacTableEntry>> table() const;
+  uint32_t bucketCount() const;
+  // Rehashes the table into `count` buckets.
+  void setBucketCount(uint32_t count);
+  uint32_t bucketOf(const MacAddress& mac, uint16_t vlan) const;
+  bool globalState() const;
+  DriverInterfaceState interfaceState(unsigned int id) const;
+  // False when no violation was recorded on the interface.
+  bool lastViolation(unsigned int id, DriverViolation& out) const;
+
+  // Every command since the last clear, in order.
+  std::vector<DriverCommand> commands() const;
+  void clearCommands();
+  // The next `count` commands with `code` are refused (EIO), changing nothing.
+  void refuseNext(unsigned long code, unsigned int count);
+  // Command number `callNumber` (from 1, counted from the last clear of the
+  // command log) is refused. Stays armed across clears until it fires.
+  void refuseCall(unsigned int callNumber);
+  // The next `count` br_open calls fail.
+  void failNextOpens(unsigned int count);
+  // Driver descriptors open now.
+  unsigned int openHandles() const;
+
+  // The channel, for br_open and the ioctl/close interposition.
+  // True when an injected br_open failure applies; consumes it.
+  bool takeOpenFailure();
+  void addHandle(int fd);
+  bool isHandle(int fd) const;
+  // False when `fd` was not a driver handle.
+  bool removeHandle(int fd);
+  // Runs one command: 0 accepted, otherwise the errno of the refusal.
+  int command(unsigned long code, unsigned long argument);
+
+ private:
+  Driver();
+  struct State;
+  State& state;
+};
+
+}  // namespace sim
