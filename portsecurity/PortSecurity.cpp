@@ -1,0 +1,94 @@
+// Construction, lifecycle and the small records of the port-security entity.
+// start() and stop() are called by the host in order, from one thread.
+
+#include "PortSecurity.h"
+
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include <boost/bind/bind.hpp>
+
+#include "BLLManager.h"
+#include "Network.h"
+#include "rpc/PortSecurityRpc.h"
+#include "vqbridge.h"
+
+namespace {
+
+// The entity keeps nothing in the host's configuration tree: its
+// configuration lives in the driver and in memory.
+void ignoreConfiguration(const boost::shared_ptr<Storage::Setting>&) {}
+
+}  // namespace
+
+// `state` is not initialised here: the one object lives in zero-filled
+// static storage, so it starts out false.
+PortSecurity::PortSecurity()
+    : BLEntity("portsecurity"),
+      rpcProxy(rpcPortsecurityStart, "PortSecurity_mng"),
+      staticEntries(),
+      interfaces(),
+      macEntriesCache(),
+      bridgeName("br0"),
+      tableName("mac_table") {}
+
+// Neither unsubscribes nor touches the driver.
+PortSecurity::~PortSecurity() {}
+
+void PortSecurity::applyConfiguration(boost::shared_ptr<Storage::Setting> setting) {
+  ignoreConfiguration(setting);
+}
+
+void PortSecurity::saveConfiguration(boost::shared_ptr<Storage::Setting> setting) const {
+  ignoreConfiguration(setting);
+}
+
+bool PortSecurity::start() {
+  using boost::placeholders::_1;
+  using boost::placeholders::_2;
+  using boost::placeholders::_3;
+  using boost::placeholders::_4;
+
+  vqbridge& bridge = singleton<vqbridge>::instance();
+  bridge.vlanDeletedEvent.subscribePre(boost::bind(&PortSecurity::vlanDelEvent, this, _1, _2));
+  bridge.vlanCreatedEvent.subscribePost(boost::bind(&PortSecurity::vlanAddEvent, this, _1, _2));
+  // The handler's truth value is dropped: GEM events have no veto.
+  singleton<Interfaces>::instance().gponGemEvent.subscribePost(
+      boost::bind(&PortSecurity::GPONGemEvent, this, _1, _2, _3, _4));
+  // The event's trailing string is not forwarded.
+  singleton<BLLManager>::instance().externalMessage.subscribePost(
+      boost::bind(&PortSecurity::externalMessage, this, _1, _2, _3));
+  return rpcProxy.start();
+}
+
+// The lookups below are by the bare member pointer while start() stored bound
+// objects, so they remove nothing; the GEM subscription is not even looked
+// for. The handlers therefore stay subscribed after stop().
+bool PortSecurity::stop() {
+  vqbridge& bridge = singleton<vqbridge>::instance();
+  bridge.vlanDeletedEvent.unsubscribePre(&PortSecurity::vlanDelEvent);
+  bridge.vlanCreatedEvent.unsubscribePost(&PortSecurity::vlanAddEvent);
+  singleton<BLLManager>::instance().externalMessage.unsubscribePost(&PortSecurity::externalMessage);
+  rpcProxy.stop(false);
+  return true;
+}
+
+void PortSecurity::getDependencies(std::list<std::string>& dependencies) {
+  dependencies.clear();
+  dependencies.push_back(singleton<Interfaces>::instance().getName());
+  dependencies.push_back(singleton<vqbridge>::instance().getName());
+  dependencies.push_back(singleton<Network>::instance().getName());
+}
+
+PortSecurity::settings_t::settings_t() : state(false) {
+  std::vector<Interfaces::Interface> list;
+  singleton<Interfaces>::instance().interfaceListGet(list);
+  for (const Interfaces::Interface& interface : list)
+    interfaces.insert(std::make_pair(interface.id, interfaceSettings_t()));
+  staticEntries.clear();
+}
+
+bool operator==(PortSecurity::macEntry_t const& a, PortSecurity::macEntry_t const& b) {
+  return a.vlan == b.vlan && std::memcmp(a.mac, b.mac, sizeof a.mac) == 0;
+}
