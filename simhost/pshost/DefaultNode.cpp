@@ -13,9 +13,9 @@ NodeConfig defaultNode() {
       {5, "xe1", 1, true, true},       {6, "cpu0", 3, true, false},
       {10, "gpon1", 4, true, false},   {11, "gpon2", 4, true, false},
       {101, "gem1.1", 5, true, false}, {102, "gem1.2", 5, true, false},
-      {111, "gem2.1", 5, true, false}, {112, "gem2.2", 5, true, false},
+      {111, "gem2.1", 5, true, false}, {112, "gem2.2", 5, false, false},
   };
-  // gem2.2 is left unbound, so that a GEM event can bind it at run time.
+  // gem2.2 is inactive and unbound until a GEM event binds it at run time.
   node.gem = {{10, 1, 101}, {10, 2, 102}, {11, 1, 111}};
   node.managementInterface = 1;
   node.managementMac = {0x02, 0x00, 0x00, 0x00, 0x00, 0x01};
