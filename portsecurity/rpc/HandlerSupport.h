@@ -3,8 +3,6 @@
 // Used only on the thread that serves the RPC receive loop.
 #pragma once
 
-#include <string>
-
 #include "PortSecurity.h"
 #include "portsecurity.h"
 
