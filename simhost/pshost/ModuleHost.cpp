@@ -25,8 +25,10 @@ void loadModule(const std::string& path) {
   // contracts fails here rather than in the middle of a request. The handle
   // stays open for the life of the process.
   if (::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL) == nullptr) {
+    // The loader's text starts with the path already.
     const char* reason = ::dlerror();
-    throw std::runtime_error("module " + path + ": " + (reason ? reason : "cannot load"));
+    throw std::runtime_error(reason != nullptr ? "module " + std::string(reason)
+                                               : "module " + path + ": cannot load");
   }
   if (sim::HostRegistry::instance().entities().size() == before)
     throw std::runtime_error("module " + path + ": registered no entity");

@@ -55,8 +55,7 @@ void RpcSession::ping() {
   // The library declares xdr_void without its parameters; a plain function
   // pointer in between keeps the cast to xdrproc_t warning-free.
   xdrproc_t none = reinterpret_cast<xdrproc_t>(reinterpret_cast<void (*)()>(xdr_void));
-  if (clnt_call(clnt, NULLPROC, none, nullptr, none, nullptr, unused) != RPC_SUCCESS)
-    fail("ping");
+  if (clnt_call(clnt, NULLPROC, none, nullptr, none, nullptr, unused) != RPC_SUCCESS) fail("ping");
 }
 
 void RpcSession::fail(const char* procedure) {
