@@ -1,0 +1,12 @@
+// The process's RPC transports as the port mapper sees them. Called from the
+// main thread after the receive loop has stopped.
+#pragma once
+
+namespace pshost {
+
+// Withdraws from the local port mapper every program registered on a port
+// that one of this process's RPC transports holds, so that clients are told
+// at once that the program is gone instead of waiting on a dead port.
+void withdrawRegistrations();
+
+}  // namespace pshost

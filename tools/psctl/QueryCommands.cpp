@@ -1,0 +1,143 @@
+// The read-only subcommands: ping, interface settings, MAC lists and the
+// last violation.
+#include <cstring>
+#include <string>
+
+#include "Commands.h"
+#include "MacAddress.h"
+#include "Report.h"
+#include "ResultText.h"
+#include "RpcSession.h"
+#include "portsecurity.h"
+
+namespace psctl {
+namespace {
+
+// The name field is NUL-terminated on the wire, but a peer might not say so.
+std::string interfaceName(const rpcPSIntfSettings& settings) {
+  return std::string(settings.name, strnlen(settings.name, sizeof settings.name));
+}
+
+nlohmann::json settingsJson(const rpcPSIntfSettings& settings) {
+  return {{"name", interfaceName(settings)},
+          {"type", static_cast<unsigned int>(settings.type)},
+          {"typeName", interfaceTypeText(settings.type)},
+          {"state", settings.state != 0},
+          {"limitDynamic", settings.limitDynamic},
+          {"limitStatic", settings.limitStatic}};
+}
+
+const char* onOff(bool_t value) { return value ? "on" : "off"; }
+
+int reportMacList(const Options& options, unsigned int id, const rpcResultPSMacEntryList& reply) {
+  Report report(options.json);
+  nlohmann::json entries = nlohmann::json::array();
+  std::vector<std::vector<std::string>> rows = {{"MAC", "VLAN"}};
+  for (u_int i = 0; reply.result == RPC_PS_OK && i < reply.list.list_len; ++i) {
+    const rpcPSMacEntry& entry = reply.list.list_val[i];
+    entries.push_back({{"mac", formatMac(entry.mac)}, {"vlan", entry.vlan}});
+    rows.push_back({formatMac(entry.mac), std::to_string(entry.vlan)});
+  }
+  report.data()["interface"] = id;
+  report.data()["entries"] = entries;
+  if (rows.size() == 1) report.line("no entries on interface " + std::to_string(id));
+  for (const std::string& text : formatTable(rows))
+    if (rows.size() > 1) report.line(text);
+  return report.finish(reply.result);
+}
+
+}  // namespace
+
+int runPing(const Options& options, const Arguments&) {
+  RpcSession session(options);
+  session.ping();
+  Report report(options.json);
+  report.line(options.host + ": port-security service answers (" + (options.tcp ? "tcp" : "udp") +
+              ")");
+  return report.finish(0);
+}
+
+int runShowAll(const Options& options, const Arguments&) {
+  RpcSession session(options);
+  rpcResultPSIntfSettingsList& reply =
+      session.check(rpc_ps_get_interface_settings_all_1(session.client()), "interface settings");
+  Report report(options.json);
+  nlohmann::json list = nlohmann::json::array();
+  std::vector<std::vector<std::string>> rows = {{"NAME", "TYPE", "STATE", "DYNAMIC", "STATIC"}};
+  for (u_int i = 0; reply.result == RPC_PS_OK && i < reply.list.list_len; ++i) {
+    const rpcPSIntfSettings& settings = reply.list.list_val[i];
+    list.push_back(settingsJson(settings));
+    rows.push_back({interfaceName(settings), interfaceTypeText(settings.type),
+                    onOff(settings.state), std::to_string(settings.limitDynamic),
+                    std::to_string(settings.limitStatic)});
+  }
+  report.data()["interfaces"] = list;
+  for (const std::string& text : formatTable(rows)) report.line(text);
+  return report.finish(reply.result);
+}
+
+int runShowOne(const Options& options, const Arguments& args) {
+  unsigned int id = interfaceArg(args[0]);
+  RpcSession session(options);
+  rpcResultPSIntfSettings& reply =
+      session.check(rpc_ps_get_interface_settings_1(id, session.client()), "interface settings");
+  const rpcPSIntfSettings& settings = reply.settings;
+  Report report(options.json);
+  nlohmann::json vlans = nlohmann::json::array();
+  nlohmann::json& data = report.data();
+  data = settingsJson(settings);
+  data["id"] = id;
+  report.line("interface " + std::to_string(id) + ": " + interfaceName(settings));
+  std::vector<std::vector<std::string>> rows = {
+      {"  type", interfaceTypeText(settings.type)},
+      {"  state", onOff(settings.state)},
+      {"  dynamic limit", std::to_string(settings.limitDynamic)},
+      {"  static limit", std::to_string(settings.limitStatic)}};
+  if (settings.vlans.vlans_len == 0) rows.push_back({"  VLAN limits", "none"});
+  for (u_int i = 0; reply.result == RPC_PS_OK && i < settings.vlans.vlans_len; ++i) {
+    const rpcPSVlanSettings& vlan = settings.vlans.vlans_val[i];
+    vlans.push_back({{"vlan", vlan.vlan}, {"limit", vlan.limit}});
+    rows.push_back({"  VLAN " + std::to_string(vlan.vlan), "limit " + std::to_string(vlan.limit)});
+  }
+  for (const std::string& text : formatTable(rows)) report.line(text);
+  data["vlanLimits"] = vlans;
+  return report.finish(reply.result);
+}
+
+int runListStatic(const Options& options, const Arguments& args) {
+  unsigned int id = interfaceArg(args[0]);
+  RpcSession session(options);
+  return reportMacList(
+      options, id, session.check(rpc_ps_get_macs_static_1(id, session.client()), "static MACs"));
+}
+
+int runListLearned(const Options& options, const Arguments& args) {
+  unsigned int id = interfaceArg(args[0]);
+  RpcSession session(options);
+  return reportMacList(
+      options, id, session.check(rpc_ps_get_macs_dynamic_1(id, session.client()), "learned MACs"));
+}
+
+int runViolation(const Options& options, const Arguments& args) {
+  unsigned int id = interfaceArg(args[0]);
+  RpcSession session(options);
+  rpcResultPSMacEntry& reply =
+      session.check(rpc_ps_get_last_violation_1(id, session.client()), "last violation");
+  Report report(options.json);
+  report.data() = {
+      {"interface", id}, {"mac", formatMac(reply.entry.mac)}, {"vlan", reply.entry.vlan}};
+  report.line("last violation on interface " + std::to_string(id) + ": " +
+              formatMac(reply.entry.mac) + " in VLAN " + std::to_string(reply.entry.vlan));
+  return report.finish(reply.result);
+}
+
+int runGetState(const Options& options, const Arguments&) {
+  RpcSession session(options);
+  rpcResultPSState& reply = session.check(rpc_ps_get_state_1(session.client()), "global state");
+  Report report(options.json);
+  report.data()["state"] = reply.state != 0;
+  report.line(std::string("port security is ") + onOff(reply.state));
+  return report.finish(reply.result);
+}
+
+}  // namespace psctl
