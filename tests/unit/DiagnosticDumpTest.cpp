@@ -23,6 +23,7 @@ TEST_F(DiagnosticDumpTest, ShowsCarrierLimitsWithoutCreatingSettings) {
   node().bindGem(sim::GemBinding{8, 2, 41});
   node().addVlanQuietly(100);
   ASSERT_EQ(0u, ps().setLimitStaticMACs(5, 7));
+  ASSERT_EQ(0u, ps().setLimitStaticMACs(8, 3));  // the outer interface's limit is not shown
   ASSERT_EQ(0u, ps().addStaticEntryApi(5, entry(100, 0x01)));
   ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(8, entry(200, 0x02), 2));
   const std::string expected =

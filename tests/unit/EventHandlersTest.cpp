@@ -27,6 +27,7 @@ TEST_F(EventHandlersTest, VlanCreatedAppliesOnlyUnappliedEntriesWithACarrier) {
   EXPECT_EQ(Lines{"add 5 v100/01"}, takeSent());
   EXPECT_EQ((Lines{"4.0@4:v200/03=0", "5.0@5:v100/01=1", "8.3@0:v100/02=0", "9.0@9:v100/04=1"}),
             cached());
+  EXPECT_EQ(Lines{}, takeLogged());
 }
 
 TEST_F(EventHandlersTest, LockFailureLogsAndChangesNothing) {
