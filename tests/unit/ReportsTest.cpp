@@ -1,0 +1,120 @@
+// Interface reports and the entries-cache lookups, through the entity's
+// public operations against the simulated node.
+#include "EntityFixture.h"
+
+namespace entitytest {
+namespace {
+
+bool isDefault(const PortSecurity::interfaceSettings_t& settings) {
+  return !settings.state && settings.limitDynamicMACs == 300 && settings.limitStaticMACs == 20 &&
+         settings.vlanLimitDynamicMACs.empty();
+}
+
+class ReportsTest : public EntityTest {};
+
+TEST_F(ReportsTest, SingleInfoCarriesNameTypeAndSettingsOrDefaults) {
+  PortSecurity::interfaceInfo_t info;
+  ASSERT_EQ(0u, ps().getInterfaceInfo(ETH1, info));
+  EXPECT_EQ("eth1", info.name);
+  EXPECT_EQ(Interfaces::IF_TYPE_ETHERNET, info.type);
+  EXPECT_TRUE(isDefault(info.settings));
+
+  ASSERT_EQ(0u, ps().setState(GEM1, true));
+  ASSERT_EQ(0u, ps().setLimitDynamicMACs(GEM1, VLAN20, 4u));
+  ASSERT_EQ(0u, ps().getInterfaceInfo(GEM1, info));
+  EXPECT_EQ("gem1", info.name);
+  EXPECT_EQ(Interfaces::IF_TYPE_GEM, info.type);
+  EXPECT_TRUE(info.settings.state);
+  EXPECT_EQ((std::map<unsigned short, unsigned int>{{VLAN20, 4}}),
+            info.settings.vlanLimitDynamicMACs);
+
+  EXPECT_EQ(1u, ps().getInterfaceInfo(UNKNOWN_ID, info));
+  node().failTypeLookup(true);
+  EXPECT_EQ(1u, ps().getInterfaceInfo(ETH2, info));
+  EXPECT_EQ("eth2", info.name);  // written before the type lookup failed
+  lock().failNextAttempts(1, sim::LockKind::shared);
+  EXPECT_EQ(1u, ps().getInterfaceInfo(ETH1, info));
+  EXPECT_TRUE(logIsEmpty());
+}
+
+TEST_F(ReportsTest, ListSkipsTypesThreeAndFourAndInactiveGemInterfaces) {
+  node().setActive(GEM2, false);
+  std::list<PortSecurity::interfaceInfo_t> infos;
+  ASSERT_EQ(0u, ps().getInterfaceInfo(infos));
+  std::vector<std::string> names;
+  for (const PortSecurity::interfaceInfo_t& info : infos) {
+    names.push_back(info.name);
+    EXPECT_TRUE(isDefault(info.settings));
+  }
+  EXPECT_EQ((std::vector<std::string>{"eth1", "eth2", "eth3", "mng0", "gem1"}), names);
+
+  // Every interface of the registry has settings, whatever its type.
+  PortSecurity::interfaceSettingsMap_t settings;
+  settings[UNKNOWN_ID];
+  ASSERT_EQ(0u, ps().setLimitStaticMACs(GPON, 3));
+  ASSERT_EQ(0u, ps().getInterfaceSettings(settings));
+  EXPECT_EQ(node().interfaces().size(), settings.size());
+  EXPECT_EQ(0u, settings.count(UNKNOWN_ID));
+  EXPECT_TRUE(isDefault(settings.at(GEM2)));
+  EXPECT_TRUE(isDefault(settings.at(INTERNAL)));
+  EXPECT_EQ(3u, settings.at(GPON).limitStaticMACs);
+}
+
+TEST_F(ReportsTest, ListIsEmptiedWhenAnIncludedNameCannotBeRead) {
+  std::list<PortSecurity::interfaceInfo_t> infos;
+  node().failNameLookup(INTERNAL, true);  // skipped, so it does not matter
+  ASSERT_EQ(0u, ps().getInterfaceInfo(infos));
+  EXPECT_EQ(6u, infos.size());
+  node().failNameLookup(GEM1, true);
+  EXPECT_EQ(1u, ps().getInterfaceInfo(infos));
+  EXPECT_TRUE(infos.empty());
+}
+
+TEST_F(ReportsTest, CacheLookupsFindByPairCarrierAndEntry) {
+  unsigned int count = 9;
+  EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH1, 0, count));
+  EXPECT_EQ(0u, count);
+  PortSecurity::macEntriesCache_t copy;
+  EXPECT_EQ(0u, ps().getMacEntriesCache(copy));
+  EXPECT_TRUE(copy.empty());
+
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 1)));
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN20, 2)));
+  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 3), 5));  // no GEM yet
+  EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH1, 0, count));
+  EXPECT_EQ(2u, count);
+
+  PortSecurity::cacheIntfIterator_t intfIt;
+  PortSecurity::cacheVPortIterator_t vportIt;
+  PortSecurity::cacheEntryIterator_t entryIt;
+  ASSERT_TRUE(ps().findMacEntriesCacheByIntfId(0, &intfIt, &vportIt));
+  EXPECT_EQ(GPON, intfIt->first);
+  EXPECT_EQ(5u, vportIt->first);
+
+  PortSecurity::macEntriesCacheData_t wanted = {{0x00, 0x11, 0x22, 0x33, 0x44, 2}, VLAN20, false};
+  ASSERT_TRUE(ps().findMacEntriesCacheByEntry(wanted, &intfIt, &vportIt, &entryIt));
+  EXPECT_EQ(ETH1, intfIt->first);
+  EXPECT_TRUE(entryIt->configured);  // found although the flag differs
+  wanted.vlan = VLAN10;
+  wanted.mac[5] = 9;
+  EXPECT_FALSE(ps().findMacEntriesCacheByEntry(wanted, &intfIt, &vportIt, &entryIt));
+  EXPECT_EQ(ETH1, intfIt->first);  // left as they were
+  EXPECT_EQ(VLAN20, entryIt->vlan);
+  EXPECT_FALSE(ps().findMacEntriesCacheByIntfVPort(GPON, 1, &intfIt, &vportIt));
+  EXPECT_TRUE(ps().findMacEntriesCacheByIntfVPort(GPON, 5, &intfIt, &vportIt));
+
+  ASSERT_EQ(0u, ps().getMacEntriesCache(copy));
+  copy[ETH1][0].entries.clear();
+  EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH1, 0, count));
+  EXPECT_EQ(2u, count);  // a deep copy
+
+  lock().failNextAttempts(1, sim::LockKind::shared);
+  EXPECT_FALSE(ps().getMacEntriesCacheNum(ETH1, 0, count));
+  lock().failNextAttempts(1, sim::LockKind::shared);
+  EXPECT_FALSE(ps().findMacEntriesCacheByIntfVPort(ETH1, 0, &intfIt, &vportIt));
+  lock().failNextAttempts(1, sim::LockKind::shared);
+  EXPECT_EQ(1u, ps().getMacEntriesCache(copy));
+}
+
+}  // namespace
+}  // namespace entitytest
