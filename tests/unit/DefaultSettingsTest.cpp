@@ -1,16 +1,18 @@
 // Factory reset and the management interface's own static entry.
-#include "EntityWorld.h"
+#include "EntryFixture.h"
 
+namespace entitytest {
 namespace {
 
-typedef std::vector<std::string> Lines;
-
-class DefaultSettingsTest : public EntityWorldTest {
+class DefaultSettingsTest : public EntryTest {
  protected:
+  // A smaller node than the shared one keeps the reset's command list short.
   void SetUp() override {
-    EntityWorldTest::SetUp();
+    EntryTest::SetUp();
+    node().reset();
     // Listed out of order: the reset walks interfaces by ascending id.
-    for (unsigned int id : {7u, 5u, 3u}) addInterface(id, Interfaces::IF_TYPE_ETHERNET);
+    for (unsigned int id : {7u, 5u, 3u})
+      addInterface(id, Interfaces::IF_TYPE_ETHERNET, "eth" + std::to_string(id));
     for (unsigned short vlan : {10, 20, 30}) node().addVlanQuietly(vlan);
     node().setManagement(sim::ManagementConfig{7, {0x00, 0x11, 0x22, 0x33, 0x44, 0x55}, 10});
   }
@@ -18,7 +20,7 @@ class DefaultSettingsTest : public EntityWorldTest {
 
 TEST_F(DefaultSettingsTest, ResetSendsItsCommandsInOrderAndEmptiesTheCache) {
   for (unsigned short vlan : {10, 20, 30}) ASSERT_EQ(0u, ps().setLimitDynamicMACs(3, vlan, 5));
-  ASSERT_EQ(0u, ps().addStaticEntryApi(5, entry(10, 0x01)));
+  ASSERT_EQ(0u, ps().addStaticEntryApi(5, macEntry(10, 0x01)));
   takeSent();
   driver().refuseCall(4);  // interface 3's static limit
   EXPECT_TRUE(ps().applyDefaultSettings());
@@ -27,16 +29,14 @@ TEST_F(DefaultSettingsTest, ResetSendsItsCommandsInOrderAndEmptiesTheCache) {
                    "intf-state 5 0", "dynamic-limit 5 300", "static-limit 5 20", "intf-state 7 0",
                    "dynamic-limit 7 300", "static-limit 7 20", "del 5 v10/01", "add 7 v10/55"}),
             takeSent());
-  PortSecurity::interfaceSettingsMap_t settings;
-  ASSERT_EQ(0u, ps().getInterfaceSettings(settings));
-  EXPECT_TRUE(settings[3].vlanLimitDynamicMACs.empty());
+  EXPECT_TRUE(vlanLimitsOf(3).empty());
   EXPECT_EQ(Lines{}, cached());
   EXPECT_EQ(Lines{}, staticOn(5));
   EXPECT_EQ(Lines{"v10/55"}, staticOn(7));
 }
 
 TEST_F(DefaultSettingsTest, FailedGlobalStateStopsTheResetWithTheCacheUntouched) {
-  ASSERT_EQ(0u, ps().addStaticEntryApi(5, entry(10, 0x01)));
+  ASSERT_EQ(0u, ps().addStaticEntryApi(5, macEntry(10, 0x01)));
   takeSent();
   driver().failNextOpens(1);
   EXPECT_FALSE(ps().applyDefaultSettings());
@@ -45,8 +45,8 @@ TEST_F(DefaultSettingsTest, FailedGlobalStateStopsTheResetWithTheCacheUntouched)
 }
 
 TEST_F(DefaultSettingsTest, ManagementEntryReplacesTheManagementInterfacesEntries) {
-  ASSERT_EQ(0u, ps().addStaticEntry(7, entry(20, 0x01)));
-  ASSERT_EQ(0u, ps().addStaticEntry(5, entry(20, 0x02)));
+  ASSERT_EQ(0u, ps().addStaticEntry(7, macEntry(20, 0x01)));
+  ASSERT_EQ(0u, ps().addStaticEntry(5, macEntry(20, 0x02)));
   takeSent();
   EXPECT_EQ(0u, ps().updateMngStaticEntry());
   EXPECT_EQ((Lines{"del 7 v20/01", "add 7 v10/55"}), takeSent());
@@ -66,7 +66,7 @@ TEST_F(DefaultSettingsTest, ManagementEntryFailuresLogTheirCause) {
   EXPECT_EQ(Lines{prefix + "interfaceMngIdGet read failed. Error 6\n"}, takeLogged());
   node().failMngIdGet(0);
 
-  ASSERT_EQ(0u, ps().addStaticEntry(7, entry(20, 0x01)));
+  ASSERT_EQ(0u, ps().addStaticEntry(7, macEntry(20, 0x01)));
   driver().refuseNext(psdriver::PSIOC_DEL_STATIC, 1);
   EXPECT_EQ(1u, ps().updateMngStaticEntry());
   EXPECT_EQ((Lines{"0|PortSecurity::clearStaticEntries error at  delStaticEntry intfid: 7. Break "
@@ -81,3 +81,4 @@ TEST_F(DefaultSettingsTest, ManagementEntryFailuresLogTheirCause) {
 }
 
 }  // namespace
+}  // namespace entitytest

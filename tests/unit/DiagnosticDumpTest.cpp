@@ -1,9 +1,10 @@
 // The operator's dump of the entries cache and the static entries.
-#include "EntityWorld.h"
+#include "EntryFixture.h"
 
+namespace entitytest {
 namespace {
 
-class DiagnosticDumpTest : public EntityWorldTest {};
+class DiagnosticDumpTest : public EntryTest {};
 
 TEST_F(DiagnosticDumpTest, EmptyEntityWritesOnlyTheTitles) {
   EXPECT_EQ("\nMAC Entries Cache:\n-----------------\n\nMAC Entries:\n-----------\n\n", dump());
@@ -17,29 +18,25 @@ TEST_F(DiagnosticDumpTest, OtherMessagesWriteNothing) {
 }
 
 TEST_F(DiagnosticDumpTest, ShowsCarrierLimitsWithoutCreatingSettings) {
-  addInterface(5, Interfaces::IF_TYPE_ETHERNET);
-  addInterface(8, Interfaces::IF_TYPE_GPON);
-  addInterface(41, Interfaces::IF_TYPE_GEM);
-  node().bindGem(sim::GemBinding{8, 2, 41});
-  node().addVlanQuietly(100);
-  ASSERT_EQ(0u, ps().setLimitStaticMACs(5, 7));
-  ASSERT_EQ(0u, ps().setLimitStaticMACs(8, 3));  // the outer interface's limit is not shown
-  ASSERT_EQ(0u, ps().addStaticEntryApi(5, entry(100, 0x01)));
-  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(8, entry(200, 0x02), 2));
+  ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH2, 7));
+  ASSERT_EQ(0u, ps().setLimitStaticMACs(GPON, 3));  // the outer interface's limit is not shown
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(MISSING_VLAN, 0x02), 2));
   const std::string expected =
       "\nMAC Entries Cache:\n-----------------\n"
-      " Interface: 5\n"
-      " \tVPort: 0, intfId: 5, max-static: 7\n"
-      " \t\tMAC: 00:11:22:33:44:01, VLAN: 100, configured: 1\n"
+      " Interface: 2\n"
+      " \tVPort: 0, intfId: 2, max-static: 7\n"
+      " \t\tMAC: 00:11:22:33:44:01, VLAN: 10, configured: 1\n"
       " Interface: 8\n"
-      " \tVPort: 2, intfId: 41, max-static: 0\n"
-      " \t\tMAC: 00:11:22:33:44:02, VLAN: 200, configured: 0\n"
+      " \tVPort: 2, intfId: 10, max-static: 0\n"
+      " \t\tMAC: 00:11:22:33:44:02, VLAN: 30, configured: 0\n"
       "\nMAC Entries:\n-----------\n"
-      " Interface: 5\n"
-      " \tMAC: 00:11:22:33:44:01, VLAN: 100\n"
+      " Interface: 2\n"
+      " \tMAC: 00:11:22:33:44:01, VLAN: 10\n"
       "\n";
   EXPECT_EQ(expected, dump());
-  EXPECT_EQ(expected, dump()) << "the limit lookup must not add settings for interface 41";
+  EXPECT_EQ(expected, dump()) << "the limit lookup must not add settings for interface 10";
 }
 
 }  // namespace
+}  // namespace entitytest
