@@ -1,0 +1,84 @@
+// Factory reset and the management interface's own static entry.
+#include "EntryFixture.h"
+
+namespace entitytest {
+namespace {
+
+class DefaultSettingsTest : public EntryTest {
+ protected:
+  // A smaller node than the shared one keeps the reset's command list short.
+  void SetUp() override {
+    EntryTest::SetUp();
+    node().reset();
+    // Listed out of order: the reset walks interfaces by ascending id.
+    for (unsigned int id : {7u, 5u, 3u})
+      addInterface(id, Interfaces::IF_TYPE_ETHERNET, "eth" + std::to_string(id));
+    for (unsigned short vlan : {10, 20, 30}) node().addVlanQuietly(vlan);
+    node().setManagement(sim::ManagementConfig{7, {0x00, 0x11, 0x22, 0x33, 0x44, 0x55}, 10});
+  }
+};
+
+TEST_F(DefaultSettingsTest, ResetSendsItsCommandsInOrderAndEmptiesTheCache) {
+  for (unsigned short vlan : {10, 20, 30}) ASSERT_EQ(0u, ps().setLimitDynamicMACs(3, vlan, 5));
+  ASSERT_EQ(0u, ps().addStaticEntryApi(5, macEntry(10, 0x01)));
+  takeSent();
+  driver().refuseCall(4);  // interface 3's static limit
+  EXPECT_TRUE(ps().applyDefaultSettings());
+  EXPECT_EQ((Lines{"state 0", "intf-state 3 0", "dynamic-limit 3 300", "static-limit 3 20 refused",
+                   "del-vlan-limit 3 v10 0", "del-vlan-limit 3 v20 0", "del-vlan-limit 3 v30 0",
+                   "intf-state 5 0", "dynamic-limit 5 300", "static-limit 5 20", "intf-state 7 0",
+                   "dynamic-limit 7 300", "static-limit 7 20", "del 5 v10/01", "add 7 v10/55"}),
+            takeSent());
+  EXPECT_TRUE(vlanLimitsOf(3).empty());
+  EXPECT_EQ(Lines{}, cached());
+  EXPECT_EQ(Lines{}, staticOn(5));
+  EXPECT_EQ(Lines{"v10/55"}, staticOn(7));
+}
+
+TEST_F(DefaultSettingsTest, FailedGlobalStateStopsTheResetWithTheCacheUntouched) {
+  ASSERT_EQ(0u, ps().addStaticEntryApi(5, macEntry(10, 0x01)));
+  takeSent();
+  driver().failNextOpens(1);
+  EXPECT_FALSE(ps().applyDefaultSettings());
+  EXPECT_EQ(Lines{}, takeSent());
+  EXPECT_EQ(Lines{"5.0@5:v10/01=1"}, cached());
+}
+
+TEST_F(DefaultSettingsTest, ManagementEntryReplacesTheManagementInterfacesEntries) {
+  ASSERT_EQ(0u, ps().addStaticEntry(7, macEntry(20, 0x01)));
+  ASSERT_EQ(0u, ps().addStaticEntry(5, macEntry(20, 0x02)));
+  takeSent();
+  EXPECT_EQ(0u, ps().updateMngStaticEntry());
+  EXPECT_EQ((Lines{"del 7 v20/01", "add 7 v10/55"}), takeSent());
+  EXPECT_EQ(Lines{"v10/55"}, staticOn(7));
+  EXPECT_EQ(Lines{"v20/02"}, staticOn(5));
+}
+
+TEST_F(DefaultSettingsTest, ManagementEntryFailuresLogTheirCause) {
+  const std::string prefix = "0|Error in PortSecurity::updateMngStaticEntry: ";
+  node().failNetworkInfo(5);
+  EXPECT_EQ(1u, ps().updateMngStaticEntry());
+  EXPECT_EQ(Lines{prefix + "NetworkInfo read failed. Error 5\n"}, takeLogged());
+  node().failNetworkInfo(0);
+
+  node().failMngIdGet(6);
+  EXPECT_EQ(1u, ps().updateMngStaticEntry());
+  EXPECT_EQ(Lines{prefix + "interfaceMngIdGet read failed. Error 6\n"}, takeLogged());
+  node().failMngIdGet(0);
+
+  ASSERT_EQ(0u, ps().addStaticEntry(7, macEntry(20, 0x01)));
+  driver().refuseNext(psdriver::PSIOC_DEL_STATIC, 1);
+  EXPECT_EQ(1u, ps().updateMngStaticEntry());
+  EXPECT_EQ((Lines{"0|PortSecurity::clearStaticEntries error at  delStaticEntry intfid: 7. Break "
+                   "the loop and return.",
+                   prefix + "clearStaticEntries failed.\n"}),
+            takeLogged());
+
+  driver().refuseNext(psdriver::PSIOC_ADD_STATIC, 1);
+  EXPECT_EQ(1u, ps().updateMngStaticEntry());
+  EXPECT_EQ(Lines{prefix + "addStaticEntry for vlan 10 failed.\n"}, takeLogged());
+  EXPECT_EQ(Lines{}, staticOn(7));
+}
+
+}  // namespace
+}  // namespace entitytest

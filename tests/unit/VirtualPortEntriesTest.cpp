@@ -1,0 +1,113 @@
+// Static entries per interface and virtual port: the cache, the carrier that
+// applies them, the cache's own limit, and every failure with its message.
+#include "EntryFixture.h"
+
+namespace entitytest {
+namespace {
+
+class VirtualPortEntriesTest : public EntryTest {};
+
+TEST_F(VirtualPortEntriesTest, EntryIsAppliedOnlyWhenCarrierAndVlanExist) {
+  EXPECT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 0x02), 1));
+  EXPECT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(MISSING_VLAN, 0x03)));
+  EXPECT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 0x04), 3));
+  EXPECT_EQ((Lines{"add 2 v10/01", "add 9 v10/02"}), takeSent());
+  EXPECT_EQ((Lines{"2.0@2:v10/01=1", "2.0@2:v30/03=0", "8.1@9:v10/02=1", "8.3@0:v10/04=0"}),
+            cached());
+  EXPECT_EQ(Lines{"v10/02"}, staticOn(GEM1));
+  EXPECT_TRUE(logIsEmpty());
+}
+
+TEST_F(VirtualPortEntriesTest, CachedCountMeetingTheCarriersLimitGives2) {
+  ASSERT_EQ(0u, ps().setLimitStaticMACs(GEM1, 1));
+  ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH2, 2));
+  EXPECT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(MISSING_VLAN, 0x01), 1));
+  EXPECT_EQ(2u, ps().addStaticEntryVirtualPort(GPON, macEntry(MISSING_VLAN, 0x02), 1));
+  EXPECT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(MISSING_VLAN, 0x03)));
+  EXPECT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(MISSING_VLAN, 0x04)));
+  EXPECT_EQ(2u, ps().addStaticEntryApi(ETH2, macEntry(MISSING_VLAN, 0x05)));
+  EXPECT_EQ(
+      (Lines{"0|addStaticEntryVirtualPort:955:macLimit failed for intf: 8, virtualPort: 1\n",
+             "0|addStaticEntryVirtualPort:955:macLimit failed for intf: 2, virtualPort: 0\n"}),
+      takeLogged());
+  EXPECT_EQ(3u, cached().size());
+}
+
+TEST_F(VirtualPortEntriesTest, ReaddingInTheSamePlaceChangesNothing) {
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  takeSent();
+  EXPECT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(Lines{}, takeSent());
+  EXPECT_EQ(Lines{"2.0@2:v10/01=1"}, cached());
+}
+
+TEST_F(VirtualPortEntriesTest, MovingToAnotherVirtualPortWithdrawsFromTheOldCarrier) {
+  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 0x01), 1));
+  takeSent();
+  EXPECT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 0x01), 2));
+  EXPECT_EQ((Lines{"del 9 v10/01", "add 10 v10/01"}), takeSent());
+  EXPECT_EQ(Lines{"8.2@10:v10/01=1"}, cached());
+  EXPECT_EQ(Lines{}, staticOn(GEM1));
+  EXPECT_EQ(Lines{"v10/01"}, staticOn(GEM2));
+}
+
+TEST_F(VirtualPortEntriesTest, DeleteRemovesTheEntryWhereverItIsCached) {
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 0x01)));
+  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(VLAN10, 0x02)));
+  takeSent();
+  EXPECT_EQ(0u, ps().delStaticEntryApi(ETH3, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ((Lines{"del 1 v10/01"}), takeSent());
+  EXPECT_EQ(Lines{}, cached());
+  // Not cached: nothing happens, even to an entry of the interface layer.
+  EXPECT_EQ(0u, ps().delStaticEntryApi(ETH2, macEntry(VLAN10, 0x02)));
+  EXPECT_EQ(Lines{}, takeSent());
+  EXPECT_EQ(Lines{"v10/02"}, staticOn(ETH2));
+}
+
+TEST_F(VirtualPortEntriesTest, RequestsRefusedBeforeTheCacheLogByKind) {
+  failNextLocks(1, sim::LockKind::exclusive);
+  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(1u, ps().addStaticEntryApi(UNKNOWN_ID, macEntry(VLAN10, 0x01)));
+  EXPECT_TRUE(logIsEmpty());
+
+  EXPECT_EQ(1u, ps().addStaticEntryApi(GPON, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(1u, ps().addStaticEntryVirtualPort(ETH2, macEntry(VLAN10, 0x01), 3));
+  failNextLocks(1, sim::LockKind::shared);
+  EXPECT_EQ(1u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 0x01), 1));
+  node().failTypeLookup(true);
+  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ((Lines{"1|addStaticEntryVirtualPort:906:Invalid interface type: 4 for interface: 8\n",
+                   "1|addStaticEntryVirtualPort:920:Invalid interface type: 1 for interface: 2\n",
+                   "0|addStaticEntryVirtualPort:936:getStaticMacLimit failed for intf: 9\n",
+                   "0|addStaticEntryVirtualPort:892:interfaceGetTypeById failed for intf: 2\n"}),
+            takeLogged());
+  EXPECT_EQ(Lines{}, takeSent());
+  EXPECT_EQ(Lines{}, cached());
+}
+
+TEST_F(VirtualPortEntriesTest, DriverRefusalsLogAndKeepWhatWasDoneBefore) {
+  driver().refuseNext(psdriver::PSIOC_ADD_STATIC, 1);
+  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(Lines{}, cached());
+
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  driver().refuseNext(psdriver::PSIOC_DEL_STATIC, 2);
+  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(1u, ps().delStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(Lines{"2.0@2:v10/01=1"}, cached());
+
+  // The move takes the entry off ETH2; the refused add then loses it.
+  driver().refuseNext(psdriver::PSIOC_ADD_STATIC, 1);
+  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(Lines{}, cached());
+  EXPECT_EQ(Lines{}, staticOn(ETH2));
+  EXPECT_EQ((Lines{"0|addStaticEntryVirtualPort:1011:addStaticEntry failed for intf: 2\n",
+                   "0|addStaticEntryVirtualPort:986:delStaticEntry failed for intf: 2\n",
+                   "0|delStaticEntryVirtualPort:1074:delStaticEntry failed for intf: 2\n",
+                   "0|addStaticEntryVirtualPort:1011:addStaticEntry failed for intf: 1\n"}),
+            takeLogged());
+}
+
+}  // namespace
+}  // namespace entitytest
