@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "BLEntity.h"
+#include "HostEntity.h"
 #include "Notification.h"
 #include "singleton.h"
 
-class Interfaces : public BLEntity, public singleton<Interfaces> {
+class Interfaces : public HostEntity, public singleton<Interfaces> {
  public:
   enum interfaceType {
     IF_TYPE_UNKNOWN = 0,
@@ -39,13 +39,6 @@ class Interfaces : public BLEntity, public singleton<Interfaces> {
 
   Interfaces();
   ~Interfaces() override {}
-
-  void applyConfiguration(boost::shared_ptr<Storage::Setting> setting) override;
-  void saveConfiguration(boost::shared_ptr<Storage::Setting> setting) const override;
-  bool start() override;
-  bool applyDefaultSettings() override;
-  bool stop() override;
-  void getDependencies(std::list<std::string>& dependencies) override;
 
   // Result codes: 0 success, non-zero failure.
   int interfaceListGet(std::vector<Interface>& list);

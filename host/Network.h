@@ -1,10 +1,10 @@
 // The node's network information: management MAC address and VLAN.
 #pragma once
 
-#include "BLEntity.h"
+#include "HostEntity.h"
 #include "singleton.h"
 
-class Network : public BLEntity, public singleton<Network> {
+class Network : public HostEntity, public singleton<Network> {
  public:
   struct NetworkInfo {
     unsigned char mngMac[6];
@@ -15,13 +15,6 @@ class Network : public BLEntity, public singleton<Network> {
   };
 
   Network();
-
-  void applyConfiguration(boost::shared_ptr<Storage::Setting> setting) override;
-  void saveConfiguration(boost::shared_ptr<Storage::Setting> setting) const override;
-  bool start() override;
-  bool applyDefaultSettings() override;
-  bool stop() override;
-  void getDependencies(std::list<std::string>& dependencies) override;
 
   // 0 on success, an error code otherwise.
   int getNetworkInfo(NetworkInfo* info);

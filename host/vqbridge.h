@@ -2,20 +2,13 @@
 // raised when a VLAN is created (post) or is about to be deleted (pre).
 #pragma once
 
-#include "BLEntity.h"
+#include "HostEntity.h"
 #include "Notification.h"
 #include "singleton.h"
 
-class vqbridge : public BLEntity, public singleton<vqbridge> {
+class vqbridge : public HostEntity, public singleton<vqbridge> {
  public:
   vqbridge();
-
-  void applyConfiguration(boost::shared_ptr<Storage::Setting> setting) override;
-  void saveConfiguration(boost::shared_ptr<Storage::Setting> setting) const override;
-  bool start() override;
-  bool applyDefaultSettings() override;
-  bool stop() override;
-  void getDependencies(std::list<std::string>& dependencies) override;
 
   bool vlanCreated(const char* bridge, unsigned short vlan);
 

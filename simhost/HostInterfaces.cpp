@@ -9,19 +9,7 @@ const int kFailed = -1;
 
 }  // namespace
 
-Interfaces::Interfaces() : BLEntity("interfaces") {}
-
-void Interfaces::applyConfiguration(boost::shared_ptr<Storage::Setting>) {}
-
-void Interfaces::saveConfiguration(boost::shared_ptr<Storage::Setting>) const {}
-
-bool Interfaces::start() { return true; }
-
-bool Interfaces::applyDefaultSettings() { return true; }
-
-bool Interfaces::stop() { return true; }
-
-void Interfaces::getDependencies(std::list<std::string>& dependencies) { dependencies.clear(); }
+Interfaces::Interfaces() : HostEntity("interfaces") {}
 
 int Interfaces::interfaceListGet(std::vector<Interface>& list) {
   list.clear();

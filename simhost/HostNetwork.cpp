@@ -5,19 +5,7 @@
 
 #include "SimNode.h"
 
-Network::Network() : BLEntity("network") {}
-
-void Network::applyConfiguration(boost::shared_ptr<Storage::Setting>) {}
-
-void Network::saveConfiguration(boost::shared_ptr<Storage::Setting>) const {}
-
-bool Network::start() { return true; }
-
-bool Network::applyDefaultSettings() { return true; }
-
-bool Network::stop() { return true; }
-
-void Network::getDependencies(std::list<std::string>& dependencies) { dependencies.clear(); }
+Network::Network() : HostEntity("network") {}
 
 int Network::getNetworkInfo(NetworkInfo* info) {
   sim::Node& node = sim::Node::instance();

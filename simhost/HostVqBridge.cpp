@@ -3,19 +3,7 @@
 
 #include "SimNode.h"
 
-vqbridge::vqbridge() : BLEntity("vqbridge") {}
-
-void vqbridge::applyConfiguration(boost::shared_ptr<Storage::Setting>) {}
-
-void vqbridge::saveConfiguration(boost::shared_ptr<Storage::Setting>) const {}
-
-bool vqbridge::start() { return true; }
-
-bool vqbridge::applyDefaultSettings() { return true; }
-
-bool vqbridge::stop() { return true; }
-
-void vqbridge::getDependencies(std::list<std::string>& dependencies) { dependencies.clear(); }
+vqbridge::vqbridge() : HostEntity("vqbridge") {}
 
 bool vqbridge::vlanCreated(const char* bridge, unsigned short vlan) {
   sim::Node& node = sim::Node::instance();
