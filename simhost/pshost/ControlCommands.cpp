@@ -2,7 +2,6 @@
 // readers that every command uses.
 #include "ControlCommands.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <sstream>
 
@@ -108,33 +107,13 @@ bool onOffArg(const std::string& text) {
 
 std::array<uint8_t, 6> macArg(const std::string& text) {
   std::array<uint8_t, 6> mac{};
-  if (!parseMacText(text, mac))
+  if (!pstext::parseMac(text, mac))
     throw CommandError("bad MAC '" + text + "' (expected aa:bb:cc:dd:ee:ff)");
   return mac;
 }
 
 unsigned int countArg(const Words& args, size_t index) {
   return args.size() > index ? numberArg(args[index], "count", 1, 1000000) : 1;
-}
-
-std::vector<std::string> formatColumns(const std::vector<Words>& rows) {
-  std::vector<size_t> widths;
-  for (const Words& row : rows)
-    for (size_t column = 0; column < row.size(); ++column) {
-      if (widths.size() <= column) widths.push_back(0);
-      widths[column] = std::max(widths[column], row[column].size());
-    }
-  std::vector<std::string> lines;
-  for (const Words& row : rows) {
-    std::string text;
-    for (size_t column = 0; column < row.size(); ++column) {
-      text += row[column];
-      if (column + 1 < row.size())
-        text += std::string(widths[column] - row[column].size() + 2, ' ');
-    }
-    lines.push_back(text);
-  }
-  return lines;
 }
 
 void expectArgs(const Words& args, size_t low, size_t high, const char* usage) {

@@ -32,8 +32,6 @@ bool onOffArg(const std::string& text);
 std::array<uint8_t, 6> macArg(const std::string& text);
 // The optional COUNT after a hook command, 1 when absent.
 unsigned int countArg(const Words& args, size_t index);
-// Left-aligned columns, two blanks apart.
-std::vector<std::string> formatColumns(const std::vector<Words>& rows);
 // Throws unless `args` has between `low` and `high` words.
 void expectArgs(const Words& args, size_t low, size_t high, const char* usage);
 

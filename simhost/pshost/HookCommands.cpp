@@ -8,6 +8,7 @@
 #include "DriverRecords.h"
 #include "MacText.h"
 #include "SimHost.h"
+#include "TextTable.h"
 
 namespace pshost {
 namespace {
@@ -56,7 +57,7 @@ void showDriverTable(ControlOutput& out) {
   for (size_t bucket = 0; bucket < chains.size(); ++bucket)
     for (size_t position = 0; position < chains[bucket].size(); ++position) {
       const sim::MacTableEntry& entry = chains[bucket][position];
-      rows.push_back({std::to_string(bucket), std::to_string(position), macText(entry.mac.data()),
+      rows.push_back({std::to_string(bucket), std::to_string(position), pstext::formatMac(entry.mac.data()),
                       std::to_string(entry.vlan), std::to_string(entry.port),
                       entry.isStatic ? "static" : "dynamic"});
     }
@@ -64,7 +65,7 @@ void showDriverTable(ControlOutput& out) {
     out.line("empty");
     return;
   }
-  for (const std::string& text : formatColumns(rows)) out.line(text);
+  for (const std::string& text : pstext::formatTable(rows)) out.line(text);
 }
 
 // Writes the text's line ends as \n, so that each message stays one line.

@@ -136,7 +136,7 @@ void readManagement(const Field& field, NodeConfig& node) {
   field.object({"interface", "mac", "vlan"});
   node.managementInterface = readInterfaceRef(node, field.required("interface"), -1, "");
   Field mac = field.required("mac");
-  if (!parseMacText(mac.text(17), node.managementMac))
+  if (!pstext::parseMac(mac.text(17), node.managementMac))
     mac.fail("expected a MAC address like 02:00:00:00:00:01");
   node.managementVlan = readVlan(field.required("vlan"));
 }

@@ -6,8 +6,8 @@
 
 #include "BLLManager.h"
 #include "ControlSupport.h"
-#include "MacText.h"
 #include "SimHost.h"
+#include "TextTable.h"
 
 namespace pshost {
 namespace {
@@ -110,14 +110,14 @@ void interfacesCommand(const Words& args, ControlOutput& out) {
                     std::to_string(intf.type) + " " + typeName(intf.type),
                     intf.active ? "active" : "inactive", role.empty() ? "-" : role});
   }
-  for (const std::string& text : formatColumns(rows)) out.line(text);
+  for (const std::string& text : pstext::formatTable(rows)) out.line(text);
   std::vector<Words> gems = {{"GPON", "VPORT", "GEM"}};
   for (const sim::GemBinding& binding : node.gemBindings())
     gems.push_back({std::to_string(binding.interface), std::to_string(binding.vport),
                     std::to_string(binding.gem)});
   if (gems.size() == 1) return;
   out.line("");
-  for (const std::string& text : formatColumns(gems)) out.line(text);
+  for (const std::string& text : pstext::formatTable(gems)) out.line(text);
 }
 
 void vlansCommand(const Words& args, ControlOutput& out) {

@@ -4,6 +4,7 @@
 
 #include "Report.h"
 #include "RpcSession.h"
+#include "TextTable.h"
 
 namespace psctl {
 namespace {
@@ -115,7 +116,7 @@ void printUsage(std::ostream& out) {
   std::vector<std::vector<std::string>> rows;
   for (const Command& command : commandTable())
     rows.push_back({"  " + formOf(command).substr(6), command.summary});
-  for (const std::string& row : formatTable(rows)) out << row << "\n";
+  for (const std::string& row : pstext::formatTable(rows)) out << row << "\n";
   out << "\n"
          "ID is an interface id, MAC is aa:bb:cc:dd:ee:ff, aa-bb-cc-dd-ee-ff or aabb.ccdd.eeff.\n"
          "Exit status: 0 success, 1 the service refused or could not be reached, 2 usage.\n";

@@ -1,9 +1,11 @@
 // The subcommands that change settings: state, limits, per-VLAN limits,
 // static entries and move to static. Each prints the service's result code.
+#include <algorithm>
+#include <array>
 #include <string>
 
 #include "Commands.h"
-#include "MacAddress.h"
+#include "MacText.h"
 #include "Report.h"
 #include "RpcSession.h"
 #include "portsecurity.h"
@@ -16,8 +18,8 @@ int reportResult(const Options& options, rpcPortSecurityResult result) {
 }
 
 rpcPSMacEntry entryArg(const std::string& macText, const std::string& vlanText) {
-  MacAddress mac;
-  if (!parseMac(macText, mac))
+  std::array<uint8_t, 6> mac;
+  if (!pstext::parseMac(macText, mac))
     throw UsageError("bad MAC '" + macText +
                      "' (expected aa:bb:cc:dd:ee:ff, aa-bb-cc-dd-ee-ff or aabb.ccdd.eeff)");
   rpcPSMacEntry entry = {};

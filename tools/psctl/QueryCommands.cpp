@@ -4,10 +4,11 @@
 #include <string>
 
 #include "Commands.h"
-#include "MacAddress.h"
+#include "MacText.h"
 #include "Report.h"
 #include "ResultText.h"
 #include "RpcSession.h"
+#include "TextTable.h"
 #include "portsecurity.h"
 
 namespace psctl {
@@ -35,13 +36,13 @@ int reportMacList(const Options& options, unsigned int id, const rpcResultPSMacE
   std::vector<std::vector<std::string>> rows = {{"MAC", "VLAN"}};
   for (u_int i = 0; reply.result == RPC_PS_OK && i < reply.list.list_len; ++i) {
     const rpcPSMacEntry& entry = reply.list.list_val[i];
-    entries.push_back({{"mac", formatMac(entry.mac)}, {"vlan", entry.vlan}});
-    rows.push_back({formatMac(entry.mac), std::to_string(entry.vlan)});
+    entries.push_back({{"mac", pstext::formatMac(entry.mac)}, {"vlan", entry.vlan}});
+    rows.push_back({pstext::formatMac(entry.mac), std::to_string(entry.vlan)});
   }
   report.data()["interface"] = id;
   report.data()["entries"] = entries;
   if (rows.size() == 1) report.line("no entries on interface " + std::to_string(id));
-  for (const std::string& text : formatTable(rows))
+  for (const std::string& text : pstext::formatTable(rows))
     if (rows.size() > 1) report.line(text);
   return report.finish(reply.result);
 }
@@ -72,7 +73,7 @@ int runShowAll(const Options& options, const Arguments&) {
                     std::to_string(settings.limitStatic)});
   }
   report.data()["interfaces"] = list;
-  for (const std::string& text : formatTable(rows)) report.line(text);
+  for (const std::string& text : pstext::formatTable(rows)) report.line(text);
   return report.finish(reply.result);
 }
 
@@ -99,7 +100,7 @@ int runShowOne(const Options& options, const Arguments& args) {
     vlans.push_back({{"vlan", vlan.vlan}, {"limit", vlan.limit}});
     rows.push_back({"  VLAN " + std::to_string(vlan.vlan), "limit " + std::to_string(vlan.limit)});
   }
-  for (const std::string& text : formatTable(rows)) report.line(text);
+  for (const std::string& text : pstext::formatTable(rows)) report.line(text);
   data["vlanLimits"] = vlans;
   return report.finish(reply.result);
 }
@@ -125,9 +126,9 @@ int runViolation(const Options& options, const Arguments& args) {
       session.check(rpc_ps_get_last_violation_1(id, session.client()), "last violation");
   Report report(options.json);
   report.data() = {
-      {"interface", id}, {"mac", formatMac(reply.entry.mac)}, {"vlan", reply.entry.vlan}};
+      {"interface", id}, {"mac", pstext::formatMac(reply.entry.mac)}, {"vlan", reply.entry.vlan}};
   report.line("last violation on interface " + std::to_string(id) + ": " +
-              formatMac(reply.entry.mac) + " in VLAN " + std::to_string(reply.entry.vlan));
+              pstext::formatMac(reply.entry.mac) + " in VLAN " + std::to_string(reply.entry.vlan));
   return report.finish(reply.result);
 }
 

@@ -35,7 +35,4 @@ class Report {
 // reached, a control command failed) and returns exit status 1.
 int reportFailure(bool json, const std::string& text);
 
-// Left-aligned columns, two blanks apart, for text tables.
-std::vector<std::string> formatTable(const std::vector<std::vector<std::string>>& rows);
-
 }  // namespace psctl

@@ -1,4 +1,5 @@
-// MAC addresses as operators type them and as psctl prints them.
+// MAC addresses in the text forms that people type and read: node files,
+// control commands and the management client all use these.
 // Pure functions; safe from any thread.
 #pragma once
 
@@ -6,15 +7,13 @@
 #include <cstdint>
 #include <string>
 
-namespace psctl {
-
-typedef std::array<uint8_t, 6> MacAddress;
+namespace pstext {
 
 // Accepts aa:bb:cc:dd:ee:ff, aa-bb-cc-dd-ee-ff and aabb.ccdd.eeff, in either
 // case. False, leaving `mac` alone, for anything else.
-bool parseMac(const std::string& text, MacAddress& mac);
+bool parseMac(const std::string& text, std::array<uint8_t, 6>& mac);
 
 // Lower-case colon form.
 std::string formatMac(const uint8_t* mac);
 
-}  // namespace psctl
+}  // namespace pstext

@@ -1,9 +1,9 @@
-#include "MacAddress.h"
+#include "MacText.h"
 
 #include <cctype>
 #include <cstdio>
 
-namespace psctl {
+namespace pstext {
 namespace {
 
 int hexValue(char c) {
@@ -15,9 +15,9 @@ int hexValue(char c) {
 
 // Reads `text` laid out as `layout`: each 'h' is one hex digit, any other
 // character must appear as it is.
-bool readDigits(const std::string& text, const std::string& layout, MacAddress& mac) {
+bool readDigits(const std::string& text, const std::string& layout, std::array<uint8_t, 6>& mac) {
   if (text.size() != layout.size()) return false;
-  MacAddress parsed{};
+  std::array<uint8_t, 6> parsed{};
   int digit = 0;
   for (size_t i = 0; i < text.size(); ++i) {
     if (layout[i] != 'h') {
@@ -35,7 +35,7 @@ bool readDigits(const std::string& text, const std::string& layout, MacAddress& 
 
 }  // namespace
 
-bool parseMac(const std::string& text, MacAddress& mac) {
+bool parseMac(const std::string& text, std::array<uint8_t, 6>& mac) {
   return readDigits(text, "hh:hh:hh:hh:hh:hh", mac) || readDigits(text, "hh-hh-hh-hh-hh-hh", mac) ||
          readDigits(text, "hhhh.hhhh.hhhh", mac);
 }
@@ -47,4 +47,4 @@ std::string formatMac(const uint8_t* mac) {
   return text;
 }
 
-}  // namespace psctl
+}  // namespace pstext
