@@ -6,11 +6,10 @@
 
 #include "BLLManager.h"
 #include "DriverChannel.h"
+#include "InterfaceRegistry.h"
 #include "PortSecurity.h"
 
 namespace {
-
-bool knownInterface(unsigned int id) { return singleton<Interfaces>::instance().checkId(id); }
 
 PortSecurity::macEntry_t toMacEntry(const psdriver::psTableEntryArg_t& entry) {
   PortSecurity::macEntry_t mac;
@@ -23,6 +22,21 @@ bool allZero(const uint8_t (&mac)[6]) {
   for (uint8_t byte : mac)
     if (byte != 0) return false;
   return true;
+}
+
+// Opens a handle, reads the table's size, empties `out` and walks the table
+// with `visit`: 0, or 1 (with `out` untouched) when the handle or the size
+// cannot be had.
+template <class Output, class Visitor>
+unsigned int readDriverTable(const std::string& bridge, const std::string& table, Output& out,
+                             Visitor visit) {
+  DriverChannel channel(bridge, table);
+  if (!channel.isOpen()) return 1;
+  uint32_t bucketCount = 0;
+  if (!channel.readBucketCount(bucketCount)) return 1;
+  out.clear();
+  channel.walkEntries(bucketCount, visit);
+  return 0;
 }
 
 }  // namespace
@@ -52,15 +66,9 @@ unsigned int PortSecurity::getDynamicMACs(unsigned int id, std::list<macEntry_t>
   BLLManager::sharedLock_t lock;
   if (!lock.isLocked()) return 1;
   if (!knownInterface(id)) return 1;
-  DriverChannel channel(bridgeName, tableName);
-  if (!channel.isOpen()) return 1;
-  uint32_t bucketCount = 0;
-  if (!channel.readBucketCount(bucketCount)) return 1;
-  out.clear();
-  channel.walkEntries(bucketCount, [&](psdriver::psTableEntryArg_t& entry) {
+  return readDriverTable(bridgeName, tableName, out, [&](psdriver::psTableEntryArg_t& entry) {
     if (entry.port == id && entry.isStatic == 0) out.push_back(toMacEntry(entry));
   });
-  return 0;
 }
 
 // Keyed by port + 1, written back into the reused record. Every interface with
@@ -68,18 +76,12 @@ unsigned int PortSecurity::getDynamicMACs(unsigned int id, std::list<macEntry_t>
 unsigned int PortSecurity::getDynamicMACs(macEntryMap_t& out) const {
   BLLManager::sharedLock_t lock;
   if (!lock.isLocked()) return 1;
-  DriverChannel channel(bridgeName, tableName);
-  if (!channel.isOpen()) return 1;
-  uint32_t bucketCount = 0;
-  if (!channel.readBucketCount(bucketCount)) return 1;
-  out.clear();
-  channel.walkEntries(bucketCount, [&](psdriver::psTableEntryArg_t& entry) {
+  return readDriverTable(bridgeName, tableName, out, [&](psdriver::psTableEntryArg_t& entry) {
     entry.port = entry.port + 1;
     boost::shared_ptr<macEntryList_t>& list = out[entry.port];
     if (!list) list.reset(new macEntryList_t);
     if (entry.isStatic == 0) list->push_back(toMacEntry(entry));
   });
-  return 0;
 }
 
 // 3 when the driver holds no violation (all-zero MAC, whatever the VLAN).

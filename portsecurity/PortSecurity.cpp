@@ -5,11 +5,11 @@
 
 #include <cstring>
 #include <utility>
-#include <vector>
 
 #include <boost/bind/bind.hpp>
 
 #include "BLLManager.h"
+#include "InterfaceRegistry.h"
 #include "Network.h"
 #include "rpc/PortSecurityRpc.h"
 #include "vqbridge.h"
@@ -82,9 +82,7 @@ void PortSecurity::getDependencies(std::list<std::string>& dependencies) {
 }
 
 PortSecurity::settings_t::settings_t() : state(false) {
-  std::vector<Interfaces::Interface> list;
-  singleton<Interfaces>::instance().interfaceListGet(list);
-  for (const Interfaces::Interface& interface : list)
+  for (const Interfaces::Interface& interface : registryInterfaces())
     interfaces.insert(std::make_pair(interface.id, interfaceSettings_t()));
   staticEntries.clear();
 }

@@ -2,9 +2,8 @@
 // interface registry and the remembered settings; the driver is not asked.
 // Each takes the shared host lock; the list form nests the single form's.
 
-#include <vector>
-
 #include "BLLManager.h"
+#include "InterfaceRegistry.h"
 #include "PortSecurity.h"
 
 namespace {
@@ -44,9 +43,7 @@ unsigned int PortSecurity::getInterfaceInfo(std::list<interfaceInfo_t>& out) con
   BLLManager::sharedLock_t lock;
   if (!lock.isLocked()) return 1;
   out.clear();
-  std::vector<Interfaces::Interface> list;
-  singleton<Interfaces>::instance().interfaceListGet(list);
-  for (const Interfaces::Interface& interface : list) {
+  for (const Interfaces::Interface& interface : registryInterfaces()) {
     if (!listed(interface)) continue;
     interfaceInfo_t info;
     if (getInterfaceInfo(interface.id, info) != 0) {
@@ -64,9 +61,7 @@ unsigned int PortSecurity::getInterfaceSettings(interfaceSettingsMap_t& out) con
   BLLManager::sharedLock_t lock;
   if (!lock.isLocked()) return 1;
   out.clear();
-  std::vector<Interfaces::Interface> list;
-  singleton<Interfaces>::instance().interfaceListGet(list);
-  for (const Interfaces::Interface& interface : list) {
+  for (const Interfaces::Interface& interface : registryInterfaces()) {
     interfaceSettingsMap_t::const_iterator it = interfaces.find(interface.id);
     if (it != interfaces.end())
       out[interface.id] = it->second;

@@ -2,10 +2,9 @@
 // remember the value only once it has accepted; getters answer from memory.
 // Each operation takes the host lock itself, except setStateAll.
 
-#include <vector>
-
 #include "BLLManager.h"
 #include "DriverChannel.h"
+#include "InterfaceRegistry.h"
 #include "PortSecurity.h"
 #include "vqbridge.h"
 
@@ -17,7 +16,24 @@ const unsigned int maxVlanLimit = 64;
 // The ninth per-VLAN limit of an interface is refused.
 const size_t maxVlanLimitsBeforeAdd = 7;
 
-bool knownInterface(unsigned int id) { return singleton<Interfaces>::instance().checkId(id); }
+// Sends an interface's dynamic or static limit: 0 accepted, 1 otherwise.
+unsigned int sendInterfaceLimit(const std::string& bridge, const std::string& table,
+                                unsigned int id, uint32_t kind, unsigned int limit) {
+  psdriver::psIntfLimitArg_t record = {};
+  writeInterfaceField(record.intf, id);
+  record.kind = kind;
+  record.limit = limit;
+  return sendDriverCommand(bridge, table, psdriver::PSIOC_SET_INTF_LIMIT, &record);
+}
+
+// The remembered settings of an interface the host knows; null for an
+// unknown id or an interface without settings.
+const PortSecurity::interfaceSettings_t* knownSettings(
+    const PortSecurity::interfaceSettingsMap_t& interfaces, unsigned int id) {
+  if (!knownInterface(id)) return nullptr;
+  PortSecurity::interfaceSettingsMap_t::const_iterator it = interfaces.find(id);
+  return it != interfaces.end() ? &it->second : nullptr;
+}
 
 }  // namespace
 
@@ -48,9 +64,7 @@ unsigned int PortSecurity::setState(unsigned int id, bool value) {
 }
 
 unsigned int PortSecurity::setStateAll(bool value) {
-  std::vector<Interfaces::Interface> list;
-  singleton<Interfaces>::instance().interfaceListGet(list);
-  for (const Interfaces::Interface& interface : list)
+  for (const Interfaces::Interface& interface : registryInterfaces())
     if (setState(interface.id, value) != 0) return 1;
   return 0;
 }
@@ -60,11 +74,7 @@ unsigned int PortSecurity::setLimitDynamicMACs(unsigned int id, unsigned int lim
   if (!lock.isLocked()) return 1;
   if (!knownInterface(id)) return 1;
   // Any value, 0 included, is the driver's to judge.
-  psdriver::psIntfLimitArg_t record = {};
-  writeInterfaceField(record.intf, id);
-  record.kind = psdriver::PS_LIMIT_DYNAMIC;
-  record.limit = limit;
-  if (sendDriverCommand(bridgeName, tableName, psdriver::PSIOC_SET_INTF_LIMIT, &record) != 0)
+  if (sendInterfaceLimit(bridgeName, tableName, id, psdriver::PS_LIMIT_DYNAMIC, limit) != 0)
     return 1;
   interfaces[id].limitDynamicMACs = limit;
   return 0;
@@ -107,11 +117,7 @@ unsigned int PortSecurity::setLimitStaticMACs(unsigned int id, unsigned int limi
   cacheVPortIterator_t vportIt;
   if (findMacEntriesCacheByIntfId(id, &intfIt, &vportIt) && vportIt->second.entries.size() > limit)
     return 7;
-  psdriver::psIntfLimitArg_t record = {};
-  writeInterfaceField(record.intf, id);
-  record.kind = psdriver::PS_LIMIT_STATIC;
-  record.limit = limit;
-  if (sendDriverCommand(bridgeName, tableName, psdriver::PSIOC_SET_INTF_LIMIT, &record) != 0)
+  if (sendInterfaceLimit(bridgeName, tableName, id, psdriver::PS_LIMIT_STATIC, limit) != 0)
     return 1;
   interfaces[id].limitStaticMACs = limit;
   return 0;
@@ -127,10 +133,9 @@ unsigned int PortSecurity::getState(bool& out) const {
 unsigned int PortSecurity::getState(unsigned int id, bool& out) const {
   BLLManager::sharedLock_t lock;
   if (!lock.isLocked()) return 1;
-  if (!knownInterface(id)) return 1;
-  interfaceSettingsMap_t::const_iterator it = interfaces.find(id);
-  if (it == interfaces.end()) return 1;
-  out = it->second.state;
+  const interfaceSettings_t* settings = knownSettings(interfaces, id);
+  if (settings == nullptr) return 1;
+  out = settings->state;
   return 0;
 }
 
@@ -138,11 +143,10 @@ unsigned int PortSecurity::getState(unsigned int id, bool& out) const {
 unsigned int PortSecurity::getLimitDynamicMACs(unsigned int id, unsigned int& out) const {
   BLLManager::sharedLock_t lock;
   if (!lock.isLocked()) return 1;
-  if (!knownInterface(id)) return 1;
-  interfaceSettingsMap_t::const_iterator it = interfaces.find(id);
-  if (it == interfaces.end()) return 1;
-  if (!it->second.state) return 5;
-  out = it->second.limitDynamicMACs;
+  const interfaceSettings_t* settings = knownSettings(interfaces, id);
+  if (settings == nullptr) return 1;
+  if (!settings->state) return 5;
+  out = settings->limitDynamicMACs;
   return 0;
 }
 
@@ -152,10 +156,9 @@ unsigned int PortSecurity::getLimitDynamicMACs(unsigned int id, unsigned short /
                                                unsigned int& out) const {
   BLLManager::sharedLock_t lock;
   if (!lock.isLocked()) return 1;
-  if (!knownInterface(id)) return 1;
-  interfaceSettingsMap_t::const_iterator it = interfaces.find(id);
-  if (it == interfaces.end()) return 1;
-  const std::map<unsigned short, unsigned int>& limits = it->second.vlanLimitDynamicMACs;
+  const interfaceSettings_t* settings = knownSettings(interfaces, id);
+  if (settings == nullptr) return 1;
+  const std::map<unsigned short, unsigned int>& limits = settings->vlanLimitDynamicMACs;
   std::map<unsigned short, unsigned int>::const_iterator found =
       limits.find(static_cast<unsigned short>(id));
   if (found == limits.end()) return 8;
@@ -167,11 +170,10 @@ unsigned int PortSecurity::getLimitDynamicMACs(unsigned int id, unsigned short /
 unsigned int PortSecurity::getLimitStaticMACs(unsigned int id, unsigned int& out) const {
   BLLManager::sharedLock_t lock;
   if (!lock.isLocked()) return 1;
-  if (!knownInterface(id)) return 1;
-  interfaceSettingsMap_t::const_iterator it = interfaces.find(id);
-  if (it == interfaces.end()) return 1;
-  if (it->second.state) return 5;
-  out = it->second.limitStaticMACs;
+  const interfaceSettings_t* settings = knownSettings(interfaces, id);
+  if (settings == nullptr) return 1;
+  if (settings->state) return 5;
+  out = settings->limitStaticMACs;
   return 0;
 }
 

@@ -6,7 +6,7 @@
 
 #include "BLLManager.h"
 #include "DriverChannel.h"
-#include "Interfaces.h"
+#include "InterfaceRegistry.h"
 #include "Log.h"
 #include "PortSecurity.h"
 
@@ -30,7 +30,7 @@ unsigned int writeStaticEntry(const std::string& bridge, const std::string& tabl
 unsigned int PortSecurity::addStaticEntry(unsigned int intf, macEntry_t const& entry) {
   BLLManager::exclusiveLock_t lock;
   if (!lock.isLocked()) return 1;
-  if (!singleton<Interfaces>::instance().checkId(intf)) return 1;
+  if (!knownInterface(intf)) return 1;
 
   // An entry lives on one interface only: take it away from its old one
   // first, even if the limit below then refuses it here.
@@ -61,7 +61,7 @@ unsigned int PortSecurity::addStaticEntry(unsigned int intf, macEntry_t const& e
 unsigned int PortSecurity::delStaticEntry(unsigned int intf, macEntry_t const& entry) {
   BLLManager::exclusiveLock_t lock;
   if (!lock.isLocked()) return 1;
-  if (!singleton<Interfaces>::instance().checkId(intf)) return 1;
+  if (!knownInterface(intf)) return 1;
 
   macEntryMap_t::iterator it = staticEntries.find(intf);
   if (it == staticEntries.end() || !it->second) return 3;
