@@ -18,61 +18,50 @@ PortSecurity::macEntry_t staticEntry(PortSecurity::macEntriesCacheData_t const& 
   return entry;
 }
 
+// Visits every cached entry with the record of its virtual port: interfaces
+// ascending, virtual ports ascending, entries in list order.
+template <class Visitor>
+void forEachCachedEntry(PortSecurity::macEntriesCache_t& cache, Visitor visit) {
+  for (PortSecurity::macEntriesCache_t::value_type& perIntf : cache)
+    for (PortSecurity::vportCache_t::value_type& perVPort : perIntf.second)
+      for (PortSecurity::macEntriesCacheData_t& cached : perVPort.second.entries)
+        visit(perVPort.second, cached);
+}
+
 }  // namespace
 
 void PortSecurity::vlanAddEvent(char const* /*bridge*/, unsigned short vlan) {
   BLLManager::exclusiveLock_t lock;
   if (!lock.isLocked()) {
-    operationLog(LogImpl::logLevel_t(0), "vlanAddEvent", 1706)
-        .write("lock failed for vid: ")
-        .write(vlan)
-        .write("\n");
+    logOperationFailure("vlanAddEvent", 1706, "lock failed for vid: ", vlan);
     return;
   }
-  for (macEntriesCache_t::value_type& perIntf : macEntriesCache) {
-    for (vportCache_t::value_type& perVPort : perIntf.second) {
-      macEntriesCacheVPortData_t& record = perVPort.second;
-      for (macEntriesCacheData_t& cached : record.entries) {
-        if (cached.vlan != vlan || record.intfId == 0 || cached.configured) continue;
-        if (addStaticEntry(record.intfId, staticEntry(cached)) == 0) {
-          cached.configured = true;
-        } else {
-          operationLog(LogImpl::logLevel_t(0), "vlanAddEvent", 1731)
-              .write("addStaticEntry failed for intf: ")
-              .write(record.intfId)
-              .write("\n");
-        }
-      }
-    }
-  }
+  forEachCachedEntry(macEntriesCache, [&](macEntriesCacheVPortData_t& record,
+                                          macEntriesCacheData_t& cached) {
+    if (cached.vlan != vlan || record.intfId == 0 || cached.configured) return;
+    if (addStaticEntry(record.intfId, staticEntry(cached)) == 0)
+      cached.configured = true;
+    else
+      logOperationFailure("vlanAddEvent", 1731, "addStaticEntry failed for intf: ", record.intfId);
+  });
 }
 
 bool PortSecurity::vlanDelEvent(char const* /*bridge*/, unsigned short vlan) {
   BLLManager::exclusiveLock_t lock;
   if (!lock.isLocked()) {
-    operationLog(LogImpl::logLevel_t(0), "vlanDelEvent", 1754)
-        .write("lock failed for vid: ")
-        .write(vlan)
-        .write("\n");
+    logOperationFailure("vlanDelEvent", 1754, "lock failed for vid: ", vlan);
     return true;
   }
   // Withdrawn records stay cached so that the VLAN's return reapplies them.
-  for (macEntriesCache_t::value_type& perIntf : macEntriesCache) {
-    for (vportCache_t::value_type& perVPort : perIntf.second) {
-      macEntriesCacheVPortData_t& record = perVPort.second;
-      for (macEntriesCacheData_t& cached : record.entries) {
-        if (cached.vlan != vlan || !cached.configured) continue;
-        if (delStaticEntry(record.intfId, staticEntry(cached)) == 0) {
-          cached.configured = false;
-        } else {
-          operationLog(LogImpl::logLevel_t(0), "vlanDelEvent", 1780)
-              .write("addStaticEntry failed for intf: ")
-              .write(record.intfId)
-              .write("\n");
-        }
-      }
-    }
-  }
+  // The log text names the add, although the deletion failed: kept as is.
+  forEachCachedEntry(macEntriesCache, [&](macEntriesCacheVPortData_t& record,
+                                          macEntriesCacheData_t& cached) {
+    if (cached.vlan != vlan || !cached.configured) return;
+    if (delStaticEntry(record.intfId, staticEntry(cached)) == 0)
+      cached.configured = false;
+    else
+      logOperationFailure("vlanDelEvent", 1780, "addStaticEntry failed for intf: ", record.intfId);
+  });
 
   // The removal erases the visited element: step past it first, and look
   // the settings up again before each test for the end.
@@ -97,10 +86,7 @@ bool PortSecurity::GPONGemEvent(int gemIntf, int intf, int vport,
 
   BLLManager::exclusiveLock_t lock;
   if (!lock.isLocked()) {
-    operationLog(LogImpl::logLevel_t(0), "GPONGemEvent", 1818)
-        .write("lock failed for intfid: ")
-        .write(gemIntf)
-        .write("\n");
+    logOperationFailure("GPONGemEvent", 1818, "lock failed for intfid: ", gemIntf);
     return true;
   }
 
@@ -112,14 +98,10 @@ bool PortSecurity::GPONGemEvent(int gemIntf, int intf, int vport,
   if (rebind && findMacEntriesCacheByIntfId(gem, &intfIt, &vportIt)) {
     for (macEntriesCacheData_t& cached : vportIt->second.entries) {
       if (!cached.configured) continue;
-      if (delStaticEntry(gem, staticEntry(cached)) == 0) {
+      if (delStaticEntry(gem, staticEntry(cached)) == 0)
         cached.configured = false;
-      } else {
-        operationLog(LogImpl::logLevel_t(0), "GPONGemEvent", 1881)
-            .write("delStaticEntry failed for intf: ")
-            .write(gemIntf)
-            .write("\n");
-      }
+      else
+        logOperationFailure("GPONGemEvent", 1881, "delStaticEntry failed for intf: ", gemIntf);
     }
   }
 
@@ -133,14 +115,11 @@ bool PortSecurity::GPONGemEvent(int gemIntf, int intf, int vport,
   vqbridge& bridge = singleton<vqbridge>::instance();
   for (macEntriesCacheData_t& cached : record.entries) {
     if (cached.configured || !bridge.vlanCreated(bridgeName.c_str(), cached.vlan)) continue;
-    if (addStaticEntry(gem, staticEntry(cached)) == 0) {
+    if (addStaticEntry(gem, staticEntry(cached)) == 0)
       cached.configured = true;
-    } else {
-      operationLog(LogImpl::logLevel_t(0), "GPONGemEvent", rebind ? 1912 : 1849)
-          .write("addStaticEntry failed for intf: ")
-          .write(gemIntf)
-          .write("\n");
-    }
+    else
+      logOperationFailure("GPONGemEvent", rebind ? 1912 : 1849,
+                          "addStaticEntry failed for intf: ", gemIntf);
   }
   return true;
 }

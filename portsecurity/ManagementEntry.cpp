@@ -8,29 +8,33 @@
 #include "Network.h"
 #include "PortSecurity.h"
 
+namespace {
+
+// Logs a host query that answered `code` instead of 0; the operation fails.
+unsigned int hostQueryFailed(Log& log, const char* text, int code) {
+  log.setMsgLevel(LogImpl::logLevel_t(0));
+  log.write(text).write(code).write("\n");
+  return 1;
+}
+
+}  // namespace
+
 unsigned int PortSecurity::updateMngStaticEntry() {
   Log& log = singleton<Log>::instance();
 
   Network::NetworkInfo info;
   std::memset(&info, 0, sizeof info);
   int code = singleton<Network>::instance().getNetworkInfo(&info);
-  if (code != 0) {
-    log.setMsgLevel(LogImpl::logLevel_t(0));
-    log.write("Error in PortSecurity::updateMngStaticEntry: NetworkInfo read failed. Error ")
-        .write(code)
-        .write("\n");
-    return 1;
-  }
+  if (code != 0)
+    return hostQueryFailed(
+        log, "Error in PortSecurity::updateMngStaticEntry: NetworkInfo read failed. Error ", code);
 
   unsigned int mngId = 0;
   code = singleton<Interfaces>::instance().interfaceMngIdGet(mngId);
-  if (code != 0) {
-    log.setMsgLevel(LogImpl::logLevel_t(0));
-    log.write("Error in PortSecurity::updateMngStaticEntry: interfaceMngIdGet read failed. Error ")
-        .write(code)
-        .write("\n");
-    return 1;
-  }
+  if (code != 0)
+    return hostQueryFailed(
+        log, "Error in PortSecurity::updateMngStaticEntry: interfaceMngIdGet read failed. Error ",
+        code);
 
   // An id of 0 clears every interface, as clearStaticEntries(0) always does.
   if (clearStaticEntries(mngId) != 0) {

@@ -11,3 +11,10 @@ inline Log& operationLog(LogImpl::logLevel_t level, const char* operation, int n
   log.setMsgLevel(level);
   return log.write(operation).write(":").write(number).write(":");
 }
+
+// A whole error line with one value: "<operation>:<number>:<text><value>\n".
+// The value is written with its own type, so an int stays signed.
+template <class T>
+void logOperationFailure(const char* operation, int number, const char* text, T value) {
+  operationLog(LogImpl::logLevel_t(0), operation, number).write(text).write(value).write("\n");
+}
