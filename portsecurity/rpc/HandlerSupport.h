@@ -5,6 +5,7 @@
 
 #include "PortSecurity.h"
 #include "portsecurity.h"
+#include "singleton.h"
 
 namespace rpcHandlers {
 
@@ -25,6 +26,15 @@ void toWire(const PortSecurity::interfaceInfo_t& info, rpcPSIntfSettings& wire);
 
 inline rpcPortSecurityResult toResult(unsigned int code) {
   return static_cast<rpcPortSecurityResult>(code);
+}
+
+// The entity every handler calls.
+inline PortSecurity& entity() { return singleton<PortSecurity>::instance(); }
+
+// Stores `code` in a handler's own result record and returns the record.
+inline rpcPortSecurityResult* answer(rpcPortSecurityResult& result, unsigned int code) {
+  result = toResult(code);
+  return &result;
 }
 
 }  // namespace rpcHandlers

@@ -8,13 +8,11 @@
 #include <list>
 
 #include "HandlerSupport.h"
-#include "singleton.h"
 
+using rpcHandlers::entity;
 using rpcHandlers::toResult;
 
 namespace {
-
-PortSecurity& entity() { return singleton<PortSecurity>::instance(); }
 
 typedef unsigned int (PortSecurity::*macQuery_t)(unsigned int,
                                                  std::list<PortSecurity::macEntry_t>&) const;

@@ -4,13 +4,11 @@
 #include <string.h>
 
 #include "HandlerSupport.h"
-#include "singleton.h"
 
+using rpcHandlers::entity;
 using rpcHandlers::toResult;
 
 namespace {
-
-PortSecurity& entity() { return singleton<PortSecurity>::instance(); }
 
 // An ascending copy of the interface's per-VLAN limits.
 void fillVlanLimits(const PortSecurity::interfaceSettings_t& settings, rpcPSIntfSettings& wire) {
