@@ -38,67 +38,25 @@ char* reply(T* result) {
   return reinterpret_cast<char*>(result);
 }
 
-char* setState(argument_t* a, struct svc_req* rq) {
-  return reply(rpc_ps_set_state_1_svc(a->state, rq));
+// The adapters, one instance per procedure: `Member` names the procedure's
+// part of the argument buffer, `Handler` its handler.
+template <auto Handler>
+char* withoutArgument(argument_t*, struct svc_req* rq) {
+  return reply(Handler(rq));
 }
-char* setInterfaceState(argument_t* a, struct svc_req* rq) {
-  return reply(
-      rpc_ps_set_interface_state_1_svc(a->setInterfaceState.arg1, a->setInterfaceState.arg2, rq));
+template <auto Member, auto Handler>
+char* withArgument(argument_t* a, struct svc_req* rq) {
+  return reply(Handler(a->*Member, rq));
 }
-char* setMacLimitDynamic(argument_t* a, struct svc_req* rq) {
-  return reply(rpc_ps_set_mac_limit_dynamic_1_svc(a->setMacLimitDynamic.arg1,
-                                                  a->setMacLimitDynamic.arg2, rq));
+template <auto Member, auto Handler>
+char* withTwoArguments(argument_t* a, struct svc_req* rq) {
+  const auto& args = a->*Member;
+  return reply(Handler(args.arg1, args.arg2, rq));
 }
-char* setMacDefaultLimitDynamic(argument_t* a, struct svc_req* rq) {
-  return reply(rpc_ps_set_mac_default_limit_dynamic_1_svc(a->interface, rq));
-}
-char* setMacLimitStatic(argument_t* a, struct svc_req* rq) {
-  return reply(
-      rpc_ps_set_mac_limit_static_1_svc(a->setMacLimitStatic.arg1, a->setMacLimitStatic.arg2, rq));
-}
-char* setMacDefaultLimitStatic(argument_t* a, struct svc_req* rq) {
-  return reply(rpc_ps_set_mac_default_limit_static_1_svc(a->interface, rq));
-}
-char* addMacStatic(argument_t* a, struct svc_req* rq) {
-  return reply(rpc_ps_add_mac_static_1_svc(a->addMacStatic.arg1, a->addMacStatic.arg2, rq));
-}
-char* delMacStatic(argument_t* a, struct svc_req* rq) {
-  return reply(rpc_ps_del_mac_static_1_svc(a->delMacStatic.arg1, a->delMacStatic.arg2, rq));
-}
-char* moveDynamic(argument_t* a, struct svc_req* rq) {
-  return reply(rpc_ps_move_dynamic_1_svc(a->interface, rq));
-}
-char* getState(argument_t*, struct svc_req* rq) { return reply(rpc_ps_get_state_1_svc(rq)); }
-char* getInterfaceSettings(argument_t* a, struct svc_req* rq) {
-  return reply(rpc_ps_get_interface_settings_1_svc(a->interface, rq));
-}
-char* getInterfaceSettingsAll(argument_t*, struct svc_req* rq) {
-  return reply(rpc_ps_get_interface_settings_all_1_svc(rq));
-}
-char* getMacsDynamic(argument_t* a, struct svc_req* rq) {
-  return reply(rpc_ps_get_macs_dynamic_1_svc(a->interface, rq));
-}
-char* getMacsStatic(argument_t* a, struct svc_req* rq) {
-  return reply(rpc_ps_get_macs_static_1_svc(a->interface, rq));
-}
-char* getLastViolation(argument_t* a, struct svc_req* rq) {
-  return reply(rpc_ps_get_last_violation_1_svc(a->interface, rq));
-}
-char* addVlanMacLimitDynamic(argument_t* a, struct svc_req* rq) {
-  const rpc_ps_add_vlan_mac_limit_dynamic_1_argument& args = a->addVlanMacLimitDynamic;
-  return reply(rpc_ps_add_vlan_mac_limit_dynamic_1_svc(args.arg1, args.arg2, args.arg3, rq));
-}
-char* delVlanMacLimitDynamic(argument_t* a, struct svc_req* rq) {
-  const rpc_ps_del_vlan_mac_limit_dynamic_1_argument& args = a->delVlanMacLimitDynamic;
-  return reply(rpc_ps_del_vlan_mac_limit_dynamic_1_svc(args.arg1, args.arg2, rq));
-}
-char* addMacStaticVirtualPort(argument_t* a, struct svc_req* rq) {
-  const rpc_ps_add_mac_static_virtual_port_1_argument& args = a->addMacStaticVirtualPort;
-  return reply(rpc_ps_add_mac_static_virtual_port_1_svc(args.arg1, args.arg2, args.arg3, rq));
-}
-char* delMacStaticVirtualPort(argument_t* a, struct svc_req* rq) {
-  const rpc_ps_del_mac_static_virtual_port_1_argument& args = a->delMacStaticVirtualPort;
-  return reply(rpc_ps_del_mac_static_virtual_port_1_svc(args.arg1, args.arg2, args.arg3, rq));
+template <auto Member, auto Handler>
+char* withThreeArguments(argument_t* a, struct svc_req* rq) {
+  const auto& args = a->*Member;
+  return reply(Handler(args.arg1, args.arg2, args.arg3, rq));
 }
 
 // XDR routines differ in their record type; the library calls them all
@@ -110,37 +68,55 @@ xdrproc_t xdrRoutine(Routine routine) {
 
 // Procedures 1 to 18, by number; 819 stands apart.
 const procedure_t kProcedures[] = {
-    {xdrRoutine(xdr_bool), xdrRoutine(xdr_rpcPortSecurityResult), setState},
+    {xdrRoutine(xdr_bool), xdrRoutine(xdr_rpcPortSecurityResult),
+     withArgument<&argument_t::state, rpc_ps_set_state_1_svc>},
     {xdrRoutine(xdr_rpc_ps_set_interface_state_1_argument), xdrRoutine(xdr_rpcPortSecurityResult),
-     setInterfaceState},
+     withTwoArguments<&argument_t::setInterfaceState, rpc_ps_set_interface_state_1_svc>},
     {xdrRoutine(xdr_rpc_ps_set_mac_limit_dynamic_1_argument), xdrRoutine(xdr_rpcPortSecurityResult),
-     setMacLimitDynamic},
-    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcPortSecurityResult), setMacDefaultLimitDynamic},
+     withTwoArguments<&argument_t::setMacLimitDynamic, rpc_ps_set_mac_limit_dynamic_1_svc>},
+    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcPortSecurityResult),
+     withArgument<&argument_t::interface, rpc_ps_set_mac_default_limit_dynamic_1_svc>},
     {xdrRoutine(xdr_rpc_ps_set_mac_limit_static_1_argument), xdrRoutine(xdr_rpcPortSecurityResult),
-     setMacLimitStatic},
-    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcPortSecurityResult), setMacDefaultLimitStatic},
+     withTwoArguments<&argument_t::setMacLimitStatic, rpc_ps_set_mac_limit_static_1_svc>},
+    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcPortSecurityResult),
+     withArgument<&argument_t::interface, rpc_ps_set_mac_default_limit_static_1_svc>},
     {xdrRoutine(xdr_rpc_ps_add_mac_static_1_argument), xdrRoutine(xdr_rpcPortSecurityResult),
-     addMacStatic},
+     withTwoArguments<&argument_t::addMacStatic, rpc_ps_add_mac_static_1_svc>},
     {xdrRoutine(xdr_rpc_ps_del_mac_static_1_argument), xdrRoutine(xdr_rpcPortSecurityResult),
-     delMacStatic},
-    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcPortSecurityResult), moveDynamic},
-    {xdrRoutine(xdr_void), xdrRoutine(xdr_rpcResultPSState), getState},
-    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcResultPSIntfSettings), getInterfaceSettings},
-    {xdrRoutine(xdr_void), xdrRoutine(xdr_rpcResultPSIntfSettingsList), getInterfaceSettingsAll},
-    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcResultPSMacEntryList), getMacsDynamic},
-    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcResultPSMacEntryList), getMacsStatic},
-    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcResultPSMacEntry), getLastViolation},
+     withTwoArguments<&argument_t::delMacStatic, rpc_ps_del_mac_static_1_svc>},
+    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcPortSecurityResult),
+     withArgument<&argument_t::interface, rpc_ps_move_dynamic_1_svc>},
+    {xdrRoutine(xdr_void), xdrRoutine(xdr_rpcResultPSState),
+     withoutArgument<rpc_ps_get_state_1_svc>},
+    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcResultPSIntfSettings),
+     withArgument<&argument_t::interface, rpc_ps_get_interface_settings_1_svc>},
+    {xdrRoutine(xdr_void), xdrRoutine(xdr_rpcResultPSIntfSettingsList),
+     withoutArgument<rpc_ps_get_interface_settings_all_1_svc>},
+    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcResultPSMacEntryList),
+     withArgument<&argument_t::interface, rpc_ps_get_macs_dynamic_1_svc>},
+    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcResultPSMacEntryList),
+     withArgument<&argument_t::interface, rpc_ps_get_macs_static_1_svc>},
+    {xdrRoutine(xdr_u_int), xdrRoutine(xdr_rpcResultPSMacEntry),
+     withArgument<&argument_t::interface, rpc_ps_get_last_violation_1_svc>},
     {xdrRoutine(xdr_rpc_ps_add_vlan_mac_limit_dynamic_1_argument),
-     xdrRoutine(xdr_rpcPortSecurityResult), addVlanMacLimitDynamic},
+     xdrRoutine(xdr_rpcPortSecurityResult),
+     withThreeArguments<&argument_t::addVlanMacLimitDynamic,
+                        rpc_ps_add_vlan_mac_limit_dynamic_1_svc>},
     {xdrRoutine(xdr_rpc_ps_del_vlan_mac_limit_dynamic_1_argument),
-     xdrRoutine(xdr_rpcPortSecurityResult), delVlanMacLimitDynamic},
+     xdrRoutine(xdr_rpcPortSecurityResult),
+     withTwoArguments<&argument_t::delVlanMacLimitDynamic,
+                      rpc_ps_del_vlan_mac_limit_dynamic_1_svc>},
     {xdrRoutine(xdr_rpc_ps_add_mac_static_virtual_port_1_argument),
-     xdrRoutine(xdr_rpcPortSecurityResult), addMacStaticVirtualPort},
+     xdrRoutine(xdr_rpcPortSecurityResult),
+     withThreeArguments<&argument_t::addMacStaticVirtualPort,
+                        rpc_ps_add_mac_static_virtual_port_1_svc>},
 };
 
 const procedure_t kDelMacStaticVirtualPort = {
     xdrRoutine(xdr_rpc_ps_del_mac_static_virtual_port_1_argument),
-    xdrRoutine(xdr_rpcPortSecurityResult), delMacStaticVirtualPort};
+    xdrRoutine(xdr_rpcPortSecurityResult),
+    withThreeArguments<&argument_t::delMacStaticVirtualPort,
+                       rpc_ps_del_mac_static_virtual_port_1_svc>};
 
 const procedure_t* findProcedure(rpcproc_t number) {
   const rpcproc_t count = sizeof kProcedures / sizeof kProcedures[0];
