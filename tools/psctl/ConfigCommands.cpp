@@ -37,6 +37,23 @@ bool vportArg(const Arguments& args, unsigned int& vport) {
   return true;
 }
 
+typedef rpcPortSecurityResult* (*EntryCall)(u_int, rpcPSMacEntry, CLIENT*);
+typedef rpcPortSecurityResult* (*VportEntryCall)(u_int, rpcPSMacEntry, u_int, CLIENT*);
+
+// ID MAC VLAN [vport N]: the interface's procedure, or the virtual port's
+// when one is named.
+int runStaticEntryCall(const Options& options, const Arguments& args, EntryCall onInterface,
+                       VportEntryCall onVport, const char* procedure) {
+  unsigned int id = interfaceArg(args[0]);
+  rpcPSMacEntry entry = entryArg(args[1], args[2]);
+  unsigned int vport = 0;
+  bool hasVport = vportArg(args, vport);
+  RpcSession session(options);
+  rpcPortSecurityResult* reply = hasVport ? onVport(id, entry, vport, session.client())
+                                          : onInterface(id, entry, session.client());
+  return reportResult(options, session.check(reply, procedure));
+}
+
 }  // namespace
 
 int runSetState(const Options& options, const Arguments& args) {
@@ -93,27 +110,13 @@ int runVlanLimitDel(const Options& options, const Arguments& args) {
 }
 
 int runStaticAdd(const Options& options, const Arguments& args) {
-  unsigned int id = interfaceArg(args[0]);
-  rpcPSMacEntry entry = entryArg(args[1], args[2]);
-  unsigned int vport = 0;
-  bool onVport = vportArg(args, vport);
-  RpcSession session(options);
-  rpcPortSecurityResult* reply =
-      onVport ? rpc_ps_add_mac_static_virtual_port_1(id, entry, vport, session.client())
-              : rpc_ps_add_mac_static_1(id, entry, session.client());
-  return reportResult(options, session.check(reply, "add static entry"));
+  return runStaticEntryCall(options, args, rpc_ps_add_mac_static_1,
+                            rpc_ps_add_mac_static_virtual_port_1, "add static entry");
 }
 
 int runStaticDel(const Options& options, const Arguments& args) {
-  unsigned int id = interfaceArg(args[0]);
-  rpcPSMacEntry entry = entryArg(args[1], args[2]);
-  unsigned int vport = 0;
-  bool onVport = vportArg(args, vport);
-  RpcSession session(options);
-  rpcPortSecurityResult* reply =
-      onVport ? rpc_ps_del_mac_static_virtual_port_1(id, entry, vport, session.client())
-              : rpc_ps_del_mac_static_1(id, entry, session.client());
-  return reportResult(options, session.check(reply, "remove static entry"));
+  return runStaticEntryCall(options, args, rpc_ps_del_mac_static_1,
+                            rpc_ps_del_mac_static_virtual_port_1, "remove static entry");
 }
 
 int runMoveToStatic(const Options& options, const Arguments& args) {
