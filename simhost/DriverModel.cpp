@@ -32,6 +32,10 @@ MacAddress readMac(const uint8_t* record, size_t offset) {
   return mac;
 }
 
+void writeMac(uint8_t* record, size_t offset, const MacAddress& mac) {
+  std::memcpy(record + offset, mac.data(), mac.size());
+}
+
 // The interface field: canonical unsigned decimal text, NUL-terminated within
 // its 17 bytes, naming an interface of the node.
 bool parseInterface(const uint8_t* record, unsigned int& id) {
@@ -49,6 +53,26 @@ bool parseInterface(const uint8_t* record, unsigned int& id) {
   return Node::instance().hasInterface(id);
 }
 
+struct RecordSize {
+  unsigned long code;
+  size_t size;
+};
+
+// Every command the driver knows; PSIOC_SET_STATE passes its value itself.
+const RecordSize kRecordSizes[] = {
+    {PSIOC_GET_TABLE_INFO, sizeof(psTableInfoArg_t)},
+    {PSIOC_ADD_STATIC, sizeof(psMacArg_t)},
+    {PSIOC_DEL_STATIC, sizeof(psMacArg_t)},
+    {PSIOC_GET_TABLE_ENTRY, sizeof(psTableEntryArg_t)},
+    {PSIOC_MOVE_TO_STATIC, sizeof(psMoveArg_t)},
+    {PSIOC_SET_STATE, 0},
+    {PSIOC_SET_INTF_STATE, sizeof(psIntfStateArg_t)},
+    {PSIOC_SET_INTF_LIMIT, sizeof(psIntfLimitArg_t)},
+    {PSIOC_SET_VLAN_LIMIT, sizeof(psVlanLimitArg_t)},
+    {PSIOC_DEL_VLAN_LIMIT, sizeof(psVlanLimitArg_t)},
+    {PSIOC_GET_VIOLATION, sizeof(psViolationArg_t)},
+};
+
 bool takesInterface(unsigned long code) {
   return code != PSIOC_GET_TABLE_INFO && code != PSIOC_GET_TABLE_ENTRY;
 }
@@ -56,39 +80,12 @@ bool takesInterface(unsigned long code) {
 }  // namespace
 
 bool driverRecordSize(unsigned long code, size_t& size) {
-  switch (code) {
-    case PSIOC_GET_TABLE_INFO:
-      size = sizeof(psTableInfoArg_t);
+  for (const RecordSize& known : kRecordSizes)
+    if (known.code == code) {
+      size = known.size;
       return true;
-    case PSIOC_ADD_STATIC:
-    case PSIOC_DEL_STATIC:
-      size = sizeof(psMacArg_t);
-      return true;
-    case PSIOC_GET_TABLE_ENTRY:
-      size = sizeof(psTableEntryArg_t);
-      return true;
-    case PSIOC_MOVE_TO_STATIC:
-      size = sizeof(psMoveArg_t);
-      return true;
-    case PSIOC_SET_STATE:
-      size = 0;
-      return true;
-    case PSIOC_SET_INTF_STATE:
-      size = sizeof(psIntfStateArg_t);
-      return true;
-    case PSIOC_SET_INTF_LIMIT:
-      size = sizeof(psIntfLimitArg_t);
-      return true;
-    case PSIOC_SET_VLAN_LIMIT:
-    case PSIOC_DEL_VLAN_LIMIT:
-      size = sizeof(psVlanLimitArg_t);
-      return true;
-    case PSIOC_GET_VIOLATION:
-      size = sizeof(psViolationArg_t);
-      return true;
-    default:
-      return false;
-  }
+    }
+  return false;
 }
 
 DriverModel::DriverModel() : enabled(false) {}
@@ -190,12 +187,7 @@ int DriverModel::addStatic(unsigned int id, const uint8_t* record) {
     existing->isStatic = true;
     return 0;
   }
-  MacTableEntry entry;
-  entry.mac = mac;
-  entry.vlan = vlan;
-  entry.port = port;
-  entry.isStatic = true;
-  macTable.append(entry);
+  macTable.append(MacTableEntry{mac, vlan, port, true});
   return 0;
 }
 
@@ -213,7 +205,7 @@ int DriverModel::readEntry(uint8_t* record) const {
   const uint32_t position = readField<uint32_t>(record, offsetof(psTableEntryArg_t, position));
   const MacTableEntry* entry = macTable.at(bucket, position);
   if (entry == nullptr) return ENOENT;
-  std::memcpy(record + offsetof(psTableEntryArg_t, mac), entry->mac.data(), entry->mac.size());
+  writeMac(record, offsetof(psTableEntryArg_t, mac), entry->mac);
   writeField(record, offsetof(psTableEntryArg_t, vlan), entry->vlan);
   std::memset(record + offsetof(psTableEntryArg_t, reserved), 0,
               sizeof psTableEntryArg_t().reserved);
@@ -225,7 +217,7 @@ int DriverModel::readEntry(uint8_t* record) const {
 int DriverModel::readViolation(unsigned int id, uint8_t* record) const {
   DriverViolation violation;
   lastViolation(id, violation);
-  std::memcpy(record + offsetof(psViolationArg_t, mac), violation.mac.data(), violation.mac.size());
+  writeMac(record, offsetof(psViolationArg_t, mac), violation.mac);
   writeField(record, offsetof(psViolationArg_t, vlan), violation.vlan);
   return 0;
 }
@@ -244,11 +236,7 @@ LearnResult DriverModel::learn(uint32_t port, const MacAddress& mac, uint16_t vl
     existing->port = port;
     return LearnResult::learned;
   }
-  MacTableEntry entry;
-  entry.mac = mac;
-  entry.vlan = vlan;
-  entry.port = port;
-  macTable.append(entry);
+  macTable.append(MacTableEntry{mac, vlan, port, false});
   return LearnResult::learned;
 }
 

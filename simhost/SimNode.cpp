@@ -26,6 +26,15 @@ struct Node::State {
       if (config.id == id) return &config;
     return nullptr;
   }
+
+  // Sets one flag of an interface; false when the node has no such interface.
+  bool setFlag(unsigned int id, bool InterfaceConfig::*flag, bool value) {
+    std::lock_guard<std::mutex> guard(mutex);
+    InterfaceConfig* config = find(id);
+    if (config == nullptr) return false;
+    config->*flag = value;
+    return true;
+  }
 };
 
 Node& Node::instance() {
@@ -86,19 +95,11 @@ bool Node::findInterface(unsigned int id, InterfaceConfig& out) const {
 }
 
 bool Node::setActive(unsigned int id, bool active) {
-  std::lock_guard<std::mutex> guard(state.mutex);
-  InterfaceConfig* config = state.find(id);
-  if (config == nullptr) return false;
-  config->active = active;
-  return true;
+  return state.setFlag(id, &InterfaceConfig::active, active);
 }
 
 bool Node::setUplink(unsigned int id, bool uplink) {
-  std::lock_guard<std::mutex> guard(state.mutex);
-  InterfaceConfig* config = state.find(id);
-  if (config == nullptr) return false;
-  config->uplink = uplink;
-  return true;
+  return state.setFlag(id, &InterfaceConfig::uplink, uplink);
 }
 
 void Node::setManagement(const ManagementConfig& management) {
