@@ -50,9 +50,8 @@ class BLLManager : public singleton<BLLManager> {
   };
 
   // Module name, command, output stream, and a trailing argument string.
-  typedef Notification::Event<bool(),
-                              void(const std::string&, const std::string&, std::ostringstream*,
-                                   const std::string&)>
+  typedef Notification::Event<bool(), void(const std::string&, const std::string&,
+                                           std::ostringstream*, const std::string&)>
       externalMessageEvent_t;
   externalMessageEvent_t externalMessage;
 };

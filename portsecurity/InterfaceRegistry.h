@@ -8,7 +8,9 @@
 #include "singleton.h"
 
 // True when the host knows the interface id.
-inline bool knownInterface(unsigned int id) { return singleton<Interfaces>::instance().checkId(id); }
+inline bool knownInterface(unsigned int id) {
+  return singleton<Interfaces>::instance().checkId(id);
+}
 
 // Every interface of the node, in the registry's order; empty when the
 // registry gives none.

@@ -57,9 +57,9 @@ void showDriverTable(ControlOutput& out) {
   for (size_t bucket = 0; bucket < chains.size(); ++bucket)
     for (size_t position = 0; position < chains[bucket].size(); ++position) {
       const sim::MacTableEntry& entry = chains[bucket][position];
-      rows.push_back({std::to_string(bucket), std::to_string(position), pstext::formatMac(entry.mac.data()),
-                      std::to_string(entry.vlan), std::to_string(entry.port),
-                      entry.isStatic ? "static" : "dynamic"});
+      rows.push_back({std::to_string(bucket), std::to_string(position),
+                      pstext::formatMac(entry.mac.data()), std::to_string(entry.vlan),
+                      std::to_string(entry.port), entry.isStatic ? "static" : "dynamic"});
     }
   if (rows.size() == 1) {
     out.line("empty");
