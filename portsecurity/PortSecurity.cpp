@@ -34,7 +34,7 @@ PortSecurity::PortSecurity()
       tableName("mac_table") {}
 
 // Neither unsubscribes nor touches the driver.
-PortSecurity::~PortSecurity() {}
+PortSecurity::~PortSecurity() noexcept {}
 
 void PortSecurity::applyConfiguration(boost::shared_ptr<Storage::Setting> setting) {
   ignoreConfiguration(setting);

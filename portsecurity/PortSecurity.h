@@ -73,7 +73,7 @@ class PortSecurity : public BLEntity, public singleton<PortSecurity> {
   typedef std::list<macEntriesCacheData_t>::iterator cacheEntryIterator_t;
 
   PortSecurity();
-  ~PortSecurity() override;
+  ~PortSecurity() noexcept override;
   PortSecurity(const PortSecurity&) = delete;
   PortSecurity& operator=(const PortSecurity&) = delete;
 

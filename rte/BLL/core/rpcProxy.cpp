@@ -141,7 +141,7 @@ void rpcProxyRegisterSvc(unsigned long program, unsigned long version,
 RPCProxy::RPCProxy(startRoutine_t routine, const std::string& name)
     : thread(), interruptCheck(checkInterrupt), startRoutine(routine), threadName(name) {}
 
-RPCProxy::~RPCProxy() {
+RPCProxy::~RPCProxy() noexcept(false) {
   if (thread.joinable()) {
     thread.interrupt();
     thread.join();

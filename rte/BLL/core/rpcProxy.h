@@ -26,7 +26,9 @@ class RPCProxy {
   typedef int (*interruptCheck_t)();
 
   RPCProxy(startRoutine_t routine, const std::string& name);
-  ~RPCProxy();
+  // Joins a running thread; from the thread itself the join is refused with
+  // the thread library's resource error, which is let through.
+  ~RPCProxy() noexcept(false);
   RPCProxy(const RPCProxy&) = delete;
   RPCProxy& operator=(const RPCProxy&) = delete;
 
