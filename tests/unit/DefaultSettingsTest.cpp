@@ -1,14 +1,15 @@
-// Factory reset and the management interface's own static entry.
-#include "EntryFixture.h"
+// Factory reset: its command order, where it stops, and the management
+// interface's own static entry.
+#include "EntityTest.h"
 
 namespace entitytest {
 namespace {
 
-class DefaultSettingsTest : public EntryTest {
+class DefaultSettingsTest : public EntityTest {
  protected:
   // A smaller node than the shared one keeps the reset's command list short.
   void SetUp() override {
-    EntryTest::SetUp();
+    EntityTest::SetUp();
     node().reset();
     // Listed out of order: the reset walks interfaces by ascending id.
     for (unsigned int id : {7u, 5u, 3u})
@@ -67,14 +68,14 @@ TEST_F(DefaultSettingsTest, ManagementEntryFailuresLogTheirCause) {
   node().failMngIdGet(0);
 
   ASSERT_EQ(0u, ps().addStaticEntry(7, macEntry(20, 0x01)));
-  driver().refuseNext(psdriver::PSIOC_DEL_STATIC, 1);
+  driver().refuseNext(PSIOC_DEL_STATIC, 1);
   EXPECT_EQ(1u, ps().updateMngStaticEntry());
   EXPECT_EQ((Lines{"0|PortSecurity::clearStaticEntries error at  delStaticEntry intfid: 7. Break "
                    "the loop and return.",
                    prefix + "clearStaticEntries failed.\n"}),
             takeLogged());
 
-  driver().refuseNext(psdriver::PSIOC_ADD_STATIC, 1);
+  driver().refuseNext(PSIOC_ADD_STATIC, 1);
   EXPECT_EQ(1u, ps().updateMngStaticEntry());
   EXPECT_EQ(Lines{prefix + "addStaticEntry for vlan 10 failed.\n"}, takeLogged());
   EXPECT_EQ(Lines{}, staticOn(7));

@@ -1,9 +1,7 @@
-// The entity object itself: its registration at load, its initial state,
-// its dependencies, the configuration no-ops and the default settings record.
-#include "BLLManager.h"
-#include "EntityFixture.h"
+// The entity object itself: its registration at load, its initial state and
+// dependencies, the operations that change nothing, and the default record.
+#include "EntityTest.h"
 #include "Network.h"
-#include "vqbridge.h"
 
 namespace entitytest {
 namespace {
@@ -18,43 +16,30 @@ TEST(EntityRegistrationTest, LoadingRegistersTheSingletonOnce) {
 
 class EntityObjectTest : public EntityTest {};
 
-TEST_F(EntityObjectTest, StartsEmptyWithGlobalStateOff) {
-  EXPECT_EQ("portsecurity", ps().getName());
+TEST_F(EntityObjectTest, StartsEmptyAndReplacesTheDependencyListInOrder) {
   bool state = true;
   EXPECT_EQ(0u, ps().getState(state));
   EXPECT_FALSE(state);
   PortSecurity::macEntryMap_t entries;
   EXPECT_EQ(0u, ps().getStaticMACs(entries));
   EXPECT_TRUE(entries.empty());
-  EXPECT_EQ(1u, ps().getState(ETH1, state));  // no settings entry yet
-  // The driver handle is opened on the bridge's port-security table.
-  ASSERT_EQ(0u, ps().setState(true));
-  EXPECT_EQ(1u, commands().size());
-}
-
-TEST_F(EntityObjectTest, DependenciesReplaceTheListInOrder) {
   std::list<std::string> dependencies = {"stale"};
   ps().getDependencies(dependencies);
   EXPECT_EQ((std::list<std::string>{Interfaces::instance().getName(),
                                     vqbridge::instance().getName(), Network::instance().getName()}),
             dependencies);
-  EXPECT_EQ(3u, dependencies.size());
 }
 
-TEST_F(EntityObjectTest, StopWithoutStartAndTwiceReturnsTrue) {
-  EXPECT_TRUE(ps().stop());
-  EXPECT_TRUE(ps().stop());
-  EXPECT_TRUE(commands().empty());
-}
-
-TEST_F(EntityObjectTest, ConfigurationOperationsChangeNothing) {
+TEST_F(EntityObjectTest, StopAndConfigurationOperationsChangeNothing) {
   ASSERT_EQ(0u, ps().setState(ETH1, true));
   driver().clearCommands();
+  EXPECT_TRUE(ps().stop());  // never started
+  EXPECT_TRUE(ps().stop());
   boost::shared_ptr<Storage::Setting> setting(new Storage::Setting);
   ps().applyConfiguration(setting);
   ps().saveConfiguration(setting);
   ps().applyConfiguration(boost::shared_ptr<Storage::Setting>());
-  EXPECT_TRUE(commands().empty());
+  EXPECT_EQ(Lines{}, takeSent());
   bool state = false;
   EXPECT_EQ(0u, ps().getState(ETH1, state));
   EXPECT_TRUE(state);
@@ -62,16 +47,14 @@ TEST_F(EntityObjectTest, ConfigurationOperationsChangeNothing) {
 }
 
 TEST_F(EntityObjectTest, DefaultSettingsHoldOneDefaultRecordPerInterface) {
-  addInterface(ETH1 + 100, Interfaces::IF_TYPE_ETHERNET, "eth101");
   PortSecurity::settings_t settings;
   EXPECT_FALSE(settings.state);
   EXPECT_TRUE(settings.staticEntries.empty());
   ASSERT_EQ(node().interfaces().size(), settings.interfaces.size());
-  const PortSecurity::interfaceSettings_t& eth = settings.interfaces.at(ETH1 + 100);
-  EXPECT_FALSE(eth.state);
-  EXPECT_EQ(300u, eth.limitDynamicMACs);
-  EXPECT_EQ(20u, eth.limitStaticMACs);
-
+  const PortSecurity::interfaceSettings_t& gem = settings.interfaces.at(GEM2);
+  EXPECT_FALSE(gem.state);
+  EXPECT_EQ(300u, gem.limitDynamicMACs);
+  EXPECT_EQ(20u, gem.limitStaticMACs);
   node().reset();
   EXPECT_TRUE(PortSecurity::settings_t().interfaces.empty());
 }

@@ -2,6 +2,7 @@
 // threads, and the hook that makes lock attempts fail.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -26,9 +27,7 @@ class Timeline {
   bool waitFor(const std::string& event) {
     std::unique_lock<std::mutex> guard(mutex);
     return changed.wait_for(guard, std::chrono::seconds(10), [&] {
-      for (const std::string& seen : events)
-        if (seen == event) return true;
-      return false;
+      return std::find(events.begin(), events.end(), event) != events.end();
     });
   }
   std::vector<std::string> seen() {
@@ -48,39 +47,31 @@ void letOthersRun() { std::this_thread::sleep_for(std::chrono::milliseconds(30))
 class HostLockTest : public ::testing::Test {
  protected:
   void SetUp() override { sim::reset(); }
-  void TearDown() override { sim::reset(); }
 };
 
 TEST_F(HostLockTest, HoldingThreadReentersAsTheContractAllows) {
-  BLLManager::exclusiveLock_t outer;
-  ASSERT_TRUE(outer.isLocked());
   {
-    BLLManager::exclusiveLock_t inner;
-    EXPECT_TRUE(inner.isLocked());
-    BLLManager::sharedLock_t reader;
-    EXPECT_TRUE(reader.isLocked());
-    BLLManager::sharedLock_t nestedReader;
-    EXPECT_TRUE(nestedReader.isLocked());
+    BLLManager::exclusiveLock_t outer;
+    ASSERT_TRUE(outer.isLocked());
+    {
+      BLLManager::exclusiveLock_t inner;
+      BLLManager::sharedLock_t reader;
+      BLLManager::sharedLock_t nestedReader;
+      EXPECT_TRUE(inner.isLocked() && reader.isLocked() && nestedReader.isLocked());
+    }
+    EXPECT_EQ(1u, sim::BusinessLock::instance().exclusiveDepth());
+    EXPECT_EQ(0u, sim::BusinessLock::instance().sharedDepth());
   }
-  EXPECT_EQ(1u, sim::BusinessLock::instance().exclusiveDepth());
-  EXPECT_EQ(0u, sim::BusinessLock::instance().sharedDepth());
-}
-
-TEST_F(HostLockTest, ExclusiveInsideSharedIsRefusedAndTakesNothing) {
   {
     BLLManager::sharedLock_t reader;
-    ASSERT_TRUE(reader.isLocked());
     BLLManager::sharedLock_t nestedReader;
-    EXPECT_TRUE(nestedReader.isLocked());
+    EXPECT_TRUE(reader.isLocked() && nestedReader.isLocked());
     BLLManager::exclusiveLock_t writer;
     EXPECT_FALSE(writer.isLocked());
   }
   // Everything was released: another thread can write.
   bool otherLocked = false;
-  std::thread other([&] {
-    BLLManager::exclusiveLock_t writer;
-    otherLocked = writer.isLocked();
-  });
+  std::thread other([&] { otherLocked = BLLManager::exclusiveLock_t().isLocked(); });
   other.join();
   EXPECT_TRUE(otherLocked);
 }
@@ -152,16 +143,9 @@ TEST_F(HostLockTest, FailureHookRefusesTheNextAttemptsOnly) {
     EXPECT_EQ(0u, lock.exclusiveDepth() + lock.sharedDepth());
   }
   lock.failNextAttempts(1, sim::LockKind::exclusive);
-  {
-    BLLManager::sharedLock_t reader;
-    EXPECT_TRUE(reader.isLocked());
-  }
-  {
-    BLLManager::exclusiveLock_t refused;
-    EXPECT_FALSE(refused.isLocked());
-  }
-  BLLManager::exclusiveLock_t granted;
-  EXPECT_TRUE(granted.isLocked());
+  EXPECT_TRUE(BLLManager::sharedLock_t().isLocked());
+  EXPECT_FALSE(BLLManager::exclusiveLock_t().isLocked());
+  EXPECT_TRUE(BLLManager::exclusiveLock_t().isLocked());
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // The host services that the module queries and the events the node raises:
-// Log messages, MAC text, VLAN and GEM events, query faults.
+// Log messages, MAC text, event subscriptions, VLAN and GEM events, query
+// faults.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -11,12 +12,63 @@
 #include "CVqUtil.h"
 #include "Log.h"
 #include "Network.h"
+#include "Notification.h"
 #include "SimHost.h"
 #include "bridge.h"
 #include "singleton.h"
 #include "vqbridge.h"
 
 namespace {
+
+struct Listener {
+  std::vector<std::string> calls;
+  bool first(int value) {
+    calls.push_back("first " + std::to_string(value));
+    return true;
+  }
+  bool second(int value) {
+    calls.push_back("second " + std::to_string(value));
+    return false;
+  }
+  void after(int value) { calls.push_back("after " + std::to_string(value)); }
+};
+
+// Subscribers bound to an object, as entities subscribe.
+typedef Notification::Event<bool(int), void(int)> BoundEvent;
+// Subscribers stored as bare member-function pointers take the object first.
+typedef Notification::Event<bool(Listener*, int), void(Listener*, int)> MemberEvent;
+
+TEST(HostServicesEventTest, BoundSubscriptionsAreNeverRemovedByMemberPointer) {
+  using namespace boost::placeholders;
+  Listener listener;
+  BoundEvent event;
+  event.subscribePre(boost::bind(&Listener::first, &listener, _1));
+  event.subscribePost(boost::bind(&Listener::after, &listener, _1));
+  event.unsubscribePre(&Listener::first);
+  event.unsubscribePost(&Listener::after);
+  EXPECT_EQ(1u, event.preCount());
+  EXPECT_EQ(1u, event.postCount());
+  event.raisePost(1);
+  EXPECT_EQ(std::vector<std::string>{"after 1"}, listener.calls);
+}
+
+TEST(HostServicesEventTest, MemberPointerSubscriptionsAreAllRemovedOthersKeepOrder) {
+  Listener listener;
+  MemberEvent event;
+  event.subscribePre(&Listener::first);
+  event.subscribePre(&Listener::second);
+  event.subscribePre(&Listener::first);
+  event.subscribePre(&Listener::first);
+  event.subscribePre(MemberEvent::preSubscriber_t());
+  event.subscribePost(&Listener::after);
+  event.unsubscribePre(&Listener::first);
+  ASSERT_EQ(2u, event.preCount());
+  EXPECT_EQ(1u, event.postCount());
+  EXPECT_FALSE(event.raisePre(&listener, 3));
+  EXPECT_EQ(std::vector<std::string>{"second 3"}, listener.calls);
+  event.unsubscribePost(&Listener::after);
+  EXPECT_EQ(0u, event.postCount());
+}
 
 class HostServicesTest : public ::testing::Test {
  protected:
@@ -44,18 +96,12 @@ TEST_F(HostServicesTest, LogKeepsEachMessageWithItsLevel) {
   });
   other.join();
 
-  const std::vector<sim::LogLine> lines = sim::LogRecorder::instance().lines();
-  ASSERT_EQ(4u, lines.size());
-  EXPECT_EQ(LogImpl::LOG_ERROR, lines[0].level);
-  EXPECT_EQ("addStaticEntry:12:vid 7\n", lines[0].text);
-  EXPECT_EQ(LogImpl::LOG_NOTICE, lines[1].level);
-  EXPECT_EQ("first notice -3", lines[1].text);
-  EXPECT_EQ("other thread\n", lines[2].text);
-  EXPECT_EQ(LogImpl::LOG_ERROR, lines[3].level);
-  EXPECT_EQ("still open", lines[3].text);
-
-  sim::LogRecorder::instance().clear();
-  EXPECT_TRUE(sim::LogRecorder::instance().lines().empty());
+  std::vector<std::string> lines;
+  for (const sim::LogLine& line : sim::LogRecorder::instance().lines())
+    lines.push_back(std::to_string(static_cast<int>(line.level)) + "|" + line.text);
+  EXPECT_EQ((std::vector<std::string>{"0|addStaticEntry:12:vid 7\n", "1|first notice -3",
+                                      "1|other thread\n", "0|still open"}),
+            lines);
 }
 
 TEST_F(HostServicesTest, MacTextIsLowerCaseWithColons) {
@@ -63,38 +109,33 @@ TEST_F(HostServicesTest, MacTextIsLowerCaseWithColons) {
   EXPECT_EQ("00:1b:ac:ff:09:10", CVqUtil::macToString(mac));
 }
 
-TEST_F(HostServicesTest, DeletedVlanStillExistsForPreSubscribers) {
-  using namespace boost::placeholders;
-  struct Watcher {
-    std::vector<std::string> seen;
-    bool before(const char* bridge, unsigned short vlan) {
-      seen.push_back(std::string("pre ") + bridge +
-                     (vqbridge::instance().vlanCreated(bridge, vlan) ? " exists" : " gone"));
-      return true;
-    }
-    void after(const char* bridge, unsigned short vlan) {
-      seen.push_back(std::string("post ") + bridge +
-                     (vqbridge::instance().vlanCreated(bridge, vlan) ? " exists" : " gone"));
-    }
-  };
-  // Subscriptions outlive the test: give them an object that does too.
-  static Watcher* watcher = new Watcher();
-  static bool subscribed = false;
-  if (!subscribed) {
-    vqbridge& bridge = vqbridge::instance();
-    bridge.vlanCreatedEvent.subscribePost(boost::bind(&Watcher::after, watcher, _1, _2));
-    bridge.vlanDeletedEvent.subscribePre(boost::bind(&Watcher::before, watcher, _1, _2));
-    bridge.vlanDeletedEvent.subscribePost(boost::bind(&Watcher::after, watcher, _1, _2));
-    subscribed = true;
-  }
-  watcher->seen.clear();
+std::vector<std::string> vlanEventsSeen;
+void noteVlan(const char* when, const char* bridge, unsigned short vlan) {
+  vlanEventsSeen.push_back(std::string(when) + bridge +
+                           (vqbridge::instance().vlanCreated(bridge, vlan) ? " exists" : " gone"));
+}
 
+TEST_F(HostServicesTest, DeletedVlanStillExistsForPreSubscribers) {
+  static bool subscribed = false;  // subscriptions outlive the test
+  if (!subscribed) {
+    subscribed = true;
+    vqbridge& bridge = vqbridge::instance();
+    bridge.vlanCreatedEvent.subscribePost(
+        [](const char* name, unsigned short vlan) { noteVlan("post ", name, vlan); });
+    bridge.vlanDeletedEvent.subscribePre([](const char* name, unsigned short vlan) {
+      noteVlan("pre ", name, vlan);
+      return true;
+    });
+    bridge.vlanDeletedEvent.subscribePost(
+        [](const char* name, unsigned short vlan) { noteVlan("post ", name, vlan); });
+  }
+  vlanEventsSeen.clear();
   EXPECT_TRUE(node().createVlan(100));
   EXPECT_FALSE(node().createVlan(100));
   EXPECT_TRUE(node().deleteVlan(100));
   EXPECT_FALSE(node().deleteVlan(100));
   EXPECT_EQ((std::vector<std::string>{"post br0 exists", "pre br0 exists", "post br0 gone"}),
-            watcher->seen);
+            vlanEventsSeen);
   EXPECT_FALSE(vqbridge::instance().vlanCreated("br1", 100));
 }
 

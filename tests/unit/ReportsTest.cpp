@@ -1,6 +1,6 @@
-// Interface reports and the entries-cache lookups, through the entity's
-// public operations against the simulated node.
-#include "EntityFixture.h"
+// Interface reports, the static-entry reports, the entries-cache lookups and
+// the operator's dump, through the entity's public operations.
+#include "EntityTest.h"
 
 namespace entitytest {
 namespace {
@@ -114,6 +114,54 @@ TEST_F(ReportsTest, CacheLookupsFindByPairCarrierAndEntry) {
   EXPECT_FALSE(ps().findMacEntriesCacheByIntfVPort(ETH1, 0, &intfIt, &vportIt));
   lock().failNextAttempts(1, sim::LockKind::shared);
   EXPECT_EQ(1u, ps().getMacEntriesCache(copy));
+}
+
+TEST_F(ReportsTest, StaticReportsShareTheRememberedLists) {
+  std::list<PortSecurity::macEntry_t> out = {macEntry(VLAN20, 9)};
+  EXPECT_EQ(0u, ps().getStaticMACs(ETH1, out));
+  EXPECT_TRUE(out.empty());
+  EXPECT_EQ(1u, ps().getStaticMACs(UNKNOWN_ID, out));
+  ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(VLAN10, 1)));
+  PortSecurity::macEntryMap_t all;
+  ASSERT_EQ(0u, ps().getStaticMACs(all));
+  ASSERT_EQ(1u, all.size());
+  ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(VLAN10, 2)));
+  EXPECT_EQ(2u, all[ETH1]->size());  // the caller holds the module's own list
+  lock().failNextAttempts(1, sim::LockKind::shared);
+  EXPECT_EQ(1u, ps().getStaticMACs(all));
+}
+
+TEST_F(ReportsTest, DumpAnswersOnlyItsOwnMessage) {
+  EXPECT_EQ("\nMAC Entries Cache:\n-----------------\n\nMAC Entries:\n-----------\n\n", dump());
+  std::ostringstream out;
+  ps().externalMessage("portSecurity", "MacEntries", &out);
+  ps().externalMessage("portsecurity", "macEntries", &out);
+  EXPECT_EQ("", out.str());
+}
+
+TEST_F(ReportsTest, DumpShowsCarrierLimitsWithoutLockingOrCreatingSettings) {
+  ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH2, 7));
+  ASSERT_EQ(0u, ps().setLimitStaticMACs(GPON, 3));  // the outer interface's limit is not shown
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(MISSING_VLAN, 0x02), 2));
+  const std::string expected =
+      "\nMAC Entries Cache:\n-----------------\n"
+      " Interface: 2\n"
+      " \tVPort: 0, intfId: 2, max-static: 7\n"
+      " \t\tMAC: 00:11:22:33:44:01, VLAN: 10, configured: 1\n"
+      " Interface: 8\n"
+      " \tVPort: 2, intfId: 10, max-static: 0\n"
+      " \t\tMAC: 00:11:22:33:44:02, VLAN: 30, configured: 0\n"
+      "\nMAC Entries:\n-----------\n"
+      " Interface: 2\n"
+      " \tMAC: 00:11:22:33:44:01, VLAN: 10\n"
+      "\n";
+  // Taking no lock, the dump leaves an armed lock failure for the next operation.
+  lock().failNextAttempts(1);
+  EXPECT_EQ(expected, dump());
+  EXPECT_EQ(expected, dump()) << "the limit lookup must not add settings for interface 10";
+  bool state = false;
+  EXPECT_EQ(1u, ps().getState(state));
 }
 
 }  // namespace

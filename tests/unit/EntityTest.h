@@ -1,0 +1,257 @@
+// Fixture for the port-security entity tests: a reset simulated node, a fresh
+// PortSecurity built in zero-filled storage as the host's singleton is, the
+// host's VLAN and GEM events forwarded to it, and one-line views of what the
+// driver received, the log and the entity's memory. Main test thread only.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <list>
+#include <new>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "DriverRecords.h"
+#include "PortSecurity.h"
+#include "SimHost.h"
+#include "vqbridge.h"
+
+namespace entitytest {
+
+using namespace psdriver;
+typedef std::vector<std::string> Lines;
+
+const unsigned int ETH1 = 1, ETH2 = 2, ETH3 = 3;
+const unsigned int MNG = 4;       // management interface
+const unsigned int INTERNAL = 5;  // interface type 3
+const unsigned int GPON = 8;      // interface type 4
+const unsigned int GEM1 = 9;      // type 5, virtual port 1 of GPON
+const unsigned int GEM2 = 10;     // type 5, virtual port 2 of GPON
+const unsigned int UNKNOWN_ID = 77;
+const unsigned short VLAN10 = 10, VLAN20 = 20, MISSING_VLAN = 30;
+
+// 00:11:22:33:44:<last> in `vlan`.
+inline PortSecurity::macEntry_t macEntry(unsigned short vlan, unsigned char last) {
+  PortSecurity::macEntry_t entry;
+  entry.vlan = vlan;
+  const unsigned char mac[6] = {0x00, 0x11, 0x22, 0x33, 0x44, last};
+  std::memcpy(entry.mac, mac, sizeof mac);
+  return entry;
+}
+
+inline sim::MacAddress simMac(const PortSecurity::macEntry_t& entry) {
+  sim::MacAddress mac;
+  std::memcpy(mac.data(), entry.mac, mac.size());
+  return mac;
+}
+
+template <class Record>
+std::vector<uint8_t> bytesOf(const Record& record) {
+  const uint8_t* begin = reinterpret_cast<const uint8_t*>(&record);
+  return std::vector<uint8_t>(begin, begin + sizeof record);
+}
+
+// A zero-filled record whose interface field holds `id` as decimal text.
+template <class Record>
+Record recordFor(unsigned int id) {
+  Record record;
+  std::memset(&record, 0, sizeof record);
+  std::snprintf(record.intf, sizeof record.intf, "%u", id);
+  return record;
+}
+
+// "v<vlan>/<last byte>" for the test MACs, the whole address otherwise.
+inline std::string describe(unsigned short vlan, const unsigned char* mac) {
+  char text[40];
+  if (std::memcmp(mac, "\x00\x11\x22\x33\x44", 5) == 0)
+    std::snprintf(text, sizeof text, "v%u/%02x", vlan, mac[5]);
+  else
+    std::snprintf(text, sizeof text, "v%u/%02x:%02x:%02x:%02x:%02x:%02x", vlan, mac[0], mac[1],
+                  mac[2], mac[3], mac[4], mac[5]);
+  return text;
+}
+
+// One driver command as "<kind> <intf> <values>".
+inline std::string describe(const sim::DriverCommand& command) {
+  if (command.code == PSIOC_SET_STATE) return "state " + std::to_string(command.argument);
+  std::vector<uint8_t> bytes = command.bytes;
+  bytes.resize(48, 0);
+  const std::string intf(reinterpret_cast<const char*>(bytes.data()),
+                         strnlen(reinterpret_cast<const char*>(bytes.data()), PS_INTF_LEN));
+  psMacArg_t mac;
+  psIntfLimitArg_t limit;
+  psVlanLimitArg_t vlanLimit;
+  std::memcpy(&mac, bytes.data(), sizeof mac);
+  std::memcpy(&limit, bytes.data(), sizeof limit);
+  std::memcpy(&vlanLimit, bytes.data(), sizeof vlanLimit);
+  switch (command.code) {
+    case PSIOC_ADD_STATIC:
+      return "add " + intf + " " + describe(mac.vlan, mac.mac);
+    case PSIOC_DEL_STATIC:
+      return "del " + intf + " " + describe(mac.vlan, mac.mac);
+    case PSIOC_SET_INTF_STATE:
+      return "intf-state " + intf + " " + std::to_string(bytes[20]);
+    case PSIOC_SET_INTF_LIMIT:
+      return (limit.kind == PS_LIMIT_STATIC ? "static-limit " : "dynamic-limit ") + intf + " " +
+             std::to_string(limit.limit);
+    case PSIOC_SET_VLAN_LIMIT:
+    case PSIOC_DEL_VLAN_LIMIT:
+      return (command.code == PSIOC_DEL_VLAN_LIMIT ? "del-vlan-limit " : "vlan-limit ") + intf +
+             " v" + std::to_string(vlanLimit.vlan) + " " + std::to_string(vlanLimit.limit);
+    default:
+      return "code " + std::to_string(command.code);
+  }
+}
+
+class EntityTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    sim::reset();
+    sim::LogRecorder::instance().setEcho(false);
+    buildNode();
+    std::memset(storage, 0, sizeof storage);
+    entity = new (storage) PortSecurity();
+    subscribeOnce();
+    current() = entity;
+  }
+
+  void TearDown() override {
+    current() = nullptr;
+    entity->~PortSecurity();
+    EXPECT_EQ(0u, driver().openHandles()) << "a driver handle was left open";
+    sim::reset();
+  }
+
+  static sim::Node& node() { return sim::Node::instance(); }
+  static sim::Driver& driver() { return sim::Driver::instance(); }
+  static sim::BusinessLock& lock() { return sim::BusinessLock::instance(); }
+  PortSecurity& ps() { return *entity; }
+
+  static void addInterface(unsigned int id, Interfaces::interfaceType type,
+                           const std::string& name) {
+    ASSERT_TRUE(node().addInterface(sim::InterfaceConfig{id, type, name, true, false}));
+  }
+
+  static std::vector<sim::DriverCommand> commandsWith(unsigned long code) {
+    std::vector<sim::DriverCommand> matching;
+    for (const sim::DriverCommand& command : driver().commands())
+      if (command.code == code) matching.push_back(command);
+    return matching;
+  }
+
+  // A frame learned on interface `id` (driver port id - 1).
+  static void learn(unsigned int id, const PortSecurity::macEntry_t& entry) {
+    ASSERT_EQ(sim::LearnResult::learned, driver().learn(id - 1, simMac(entry), entry.vlan));
+  }
+
+  // A static entry put into the driver's table behind the entity's back.
+  static void addDriverStatic(unsigned int id, const PortSecurity::macEntry_t& entry) {
+    psMacArg_t record = recordFor<psMacArg_t>(id);
+    std::memcpy(record.mac, entry.mac, sizeof record.mac);
+    record.vlan = entry.vlan;
+    record.isStatic = 1;
+    ASSERT_EQ(0, driver().command(PSIOC_ADD_STATIC, reinterpret_cast<unsigned long>(&record)));
+    driver().clearCommands();
+  }
+
+  // Driver commands since the last clear, one line each; clears them.
+  static Lines takeSent() {
+    Lines lines;
+    for (const sim::DriverCommand& command : driver().commands())
+      lines.push_back(describe(command) + (command.refused ? " refused" : ""));
+    driver().clearCommands();
+    return lines;
+  }
+
+  // Log messages since the last clear as "<level>|<text>"; clears them.
+  static Lines takeLogged() {
+    Lines lines;
+    for (const sim::LogLine& line : sim::LogRecorder::instance().lines())
+      lines.push_back(std::to_string(static_cast<int>(line.level)) + "|" + line.text);
+    sim::LogRecorder::instance().clear();
+    return lines;
+  }
+  static bool logIsEmpty() { return sim::LogRecorder::instance().lines().empty(); }
+
+  Lines staticOn(unsigned int id) {
+    std::list<PortSecurity::macEntry_t> entries;
+    EXPECT_EQ(0u, ps().getStaticMACs(id, entries));
+    Lines out;
+    for (const PortSecurity::macEntry_t& e : entries) out.push_back(describe(e.vlan, e.mac));
+    return out;
+  }
+
+  // "<intf>.<vport>@<carrier>:<entry>=<configured>", in cache order.
+  Lines cached() {
+    PortSecurity::macEntriesCache_t cache;
+    EXPECT_EQ(0u, ps().getMacEntriesCache(cache));
+    Lines out;
+    for (const auto& perIntf : cache)
+      for (const auto& perVPort : perIntf.second)
+        for (const auto& e : perVPort.second.entries)
+          out.push_back(std::to_string(perIntf.first) + "." + std::to_string(perVPort.first) + "@" +
+                        std::to_string(perVPort.second.intfId) + ":" + describe(e.vlan, e.mac) +
+                        "=" + (e.configured ? "1" : "0"));
+    return out;
+  }
+
+  std::map<unsigned short, unsigned int> vlanLimitsOf(unsigned int id) {
+    PortSecurity::interfaceSettingsMap_t settings;
+    EXPECT_EQ(0u, ps().getInterfaceSettings(settings));
+    return settings[id].vlanLimitDynamicMACs;
+  }
+
+  std::string dump() {
+    std::ostringstream out;
+    ps().externalMessage("portSecurity", "macEntries", &out);
+    return out.str();
+  }
+
+ private:
+  static void buildNode() {
+    addInterface(ETH1, Interfaces::IF_TYPE_ETHERNET, "eth1");
+    addInterface(ETH2, Interfaces::IF_TYPE_ETHERNET, "eth2");
+    addInterface(ETH3, Interfaces::IF_TYPE_ETHERNET, "eth3");
+    addInterface(MNG, Interfaces::IF_TYPE_MANAGEMENT, "mng0");
+    addInterface(INTERNAL, Interfaces::IF_TYPE_INTERNAL, "cpu0");
+    addInterface(GPON, Interfaces::IF_TYPE_GPON, "gpon0");
+    addInterface(GEM1, Interfaces::IF_TYPE_GEM, "gem1");
+    addInterface(GEM2, Interfaces::IF_TYPE_GEM, "gem2");
+    node().bindGem(sim::GemBinding{GPON, 1, GEM1});
+    node().bindGem(sim::GemBinding{GPON, 2, GEM2});
+    node().addVlanQuietly(VLAN10);
+    node().addVlanQuietly(VLAN20);
+    node().setManagement(sim::ManagementConfig{MNG, {0x02, 0, 0, 0, 0, 0x01}, VLAN10});
+  }
+
+  // The host's subscriptions outlive every test, so they reach whichever
+  // entity is current.
+  static PortSecurity*& current() {
+    static PortSecurity* object = nullptr;
+    return object;
+  }
+  static void subscribeOnce() {
+    static bool done = false;
+    if (done) return;
+    done = true;
+    vqbridge& bridge = singleton<vqbridge>::instance();
+    bridge.vlanCreatedEvent.subscribePost([](const char* bridgeName, unsigned short vlan) {
+      if (current() != nullptr) current()->vlanAddEvent(bridgeName, vlan);
+    });
+    bridge.vlanDeletedEvent.subscribePre([](const char* bridgeName, unsigned short vlan) {
+      return current() == nullptr || current()->vlanDelEvent(bridgeName, vlan);
+    });
+    singleton<Interfaces>::instance().gponGemEvent.subscribePost(
+        [](int gem, int intf, int vport, Interfaces::interfaceGPONEvent_t kind) {
+          if (current() != nullptr) current()->GPONGemEvent(gem, intf, vport, kind);
+        });
+  }
+
+  alignas(PortSecurity) unsigned char storage[sizeof(PortSecurity)];
+  PortSecurity* entity = nullptr;
+};
+
+}  // namespace entitytest
