@@ -5,6 +5,7 @@
 
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "BLLManager.h"
 #include "PortSecurity.h"
@@ -13,51 +14,42 @@
 
 namespace {
 
-struct SubscriberCounts {
-  size_t vlanDeletedPre, vlanCreatedPost, gemPost, externalPost;
-
-  static SubscriberCounts now() {
-    vqbridge& bridge = vqbridge::instance();
-    return {bridge.vlanDeletedEvent.preCount(), bridge.vlanCreatedEvent.postCount(),
-            Interfaces::instance().gponGemEvent.postCount(),
-            BLLManager::instance().externalMessage.postCount()};
-  }
-};
-
 TEST(EntityLifecycleTest, StopLeavesHandlersSubscribedSoRestartDoublesThem) {
   sim::reset();
   sim::LogRecorder::instance().setEcho(false);
   PortSecurity& entity = PortSecurity::instance();
-  const SubscriberCounts before = SubscriberCounts::now();
-  const size_t vlanDeletedPost = vqbridge::instance().vlanDeletedEvent.postCount();
-
+  vqbridge& bridge = vqbridge::instance();
+  // VLAN deleted (pre), VLAN created, GEM event, external message; then the
+  // VLAN-deleted post list, which start() does not use.
+  const auto counts = [&] {
+    return std::vector<size_t>{
+        bridge.vlanDeletedEvent.preCount(), bridge.vlanCreatedEvent.postCount(),
+        Interfaces::instance().gponGemEvent.postCount(),
+        BLLManager::instance().externalMessage.postCount(), bridge.vlanDeletedEvent.postCount()};
+  };
+  std::vector<size_t> expected = counts();
   ASSERT_TRUE(entity.start());
   EXPECT_TRUE(entity.stop());
   ASSERT_TRUE(entity.start());
   EXPECT_TRUE(entity.stop());
   EXPECT_TRUE(entity.stop());
-
-  const SubscriberCounts after = SubscriberCounts::now();
-  EXPECT_EQ(before.vlanDeletedPre + 2, after.vlanDeletedPre);
-  EXPECT_EQ(before.vlanCreatedPost + 2, after.vlanCreatedPost);
-  EXPECT_EQ(before.gemPost + 2, after.gemPost);
-  EXPECT_EQ(before.externalPost + 2, after.externalPost);
-  EXPECT_EQ(vlanDeletedPost, vqbridge::instance().vlanDeletedEvent.postCount());
+  for (size_t i = 0; i < 4; ++i) expected[i] += 2;
+  ASSERT_EQ(expected, counts());
 
   // Every subscription runs its handler: one dump text per copy, and one
   // lock-failure line per copy of the VLAN handler.
   std::ostringstream single;
   entity.externalMessage("portSecurity", "macEntries", &single);
   ASSERT_FALSE(single.str().empty());
-  std::string expected;
-  for (size_t copy = 0; copy < after.externalPost; ++copy) expected += single.str();
-  EXPECT_EQ(expected, sim::sendExternalMessage("portSecurity", "macEntries"));
-  sim::BusinessLock::instance().failNextAttempts(after.vlanCreatedPost, sim::LockKind::exclusive);
+  std::string dumps;
+  for (size_t copy = 0; copy < expected[3]; ++copy) dumps += single.str();
+  EXPECT_EQ(dumps, sim::sendExternalMessage("portSecurity", "macEntries"));
+  sim::BusinessLock::instance().failNextAttempts(expected[1], sim::LockKind::exclusive);
   ASSERT_TRUE(sim::Node::instance().createVlan(42));
   size_t handled = 0;
   for (const sim::LogLine& line : sim::LogRecorder::instance().lines())
     handled += line.text.compare(0, 13, "vlanAddEvent:") == 0;
-  EXPECT_EQ(after.vlanCreatedPost, handled);
+  EXPECT_EQ(expected[1], handled);
   sim::reset();
 }
 

@@ -13,7 +13,7 @@ const unsigned int LAST_ID = 4294967295u;  // the widest interface field: ten di
 struct CommandCase {
   const char* name;
   unsigned int id;  // 0 when the operation names no interface
-  std::function<unsigned int(PortSecurity&, unsigned int)> call;
+  std::function<unsigned int(unsigned int id)> call;
   unsigned int result;  // when everything is accepted
   unsigned long code;
   std::vector<uint8_t> record;  // empty: the command passes `argument` itself
@@ -21,85 +21,19 @@ struct CommandCase {
   bool changesMemory;
 };
 
-template <class Record, class Fill>
-std::vector<uint8_t> record(unsigned int id, Fill fill) {
-  Record r = recordFor<Record>(id);
-  fill(r);
-  return bytesOf(r);
+// `size` bytes: `intf` as text from offset 0, the given bytes, zero elsewhere.
+std::vector<uint8_t> bytes(size_t size, const std::string& intf,
+                           const std::map<size_t, uint8_t>& set = {}) {
+  std::vector<uint8_t> out(size, 0);
+  std::copy(intf.begin(), intf.end(), out.begin());
+  for (const auto& item : set) out[item.first] = item.second;
+  return out;
 }
 
-std::vector<uint8_t> macRecord(unsigned int id, unsigned char last) {
-  return record<psMacArg_t>(id, [last](psMacArg_t& r) {
-    const PortSecurity::macEntry_t entry = macEntry(VLAN10, last);
-    std::memcpy(r.mac, entry.mac, sizeof r.mac);
-    r.vlan = VLAN10;
-    r.isStatic = 1;
-  });
-}
-
-std::vector<CommandCase> cases() {
-  typedef PortSecurity P;
-  const auto none = [](auto&) {};
-  return {
-      {"global on",
-       0,
-       [](P& ps, unsigned) { return ps.setState(true); },
-       0,
-       0x40047a28,
-       {},
-       1,
-       true},
-      {"global off",
-       0,
-       [](P& ps, unsigned) { return ps.setState(false); },
-       0,
-       0x40047a28,
-       {},
-       0,
-       true},
-      {"interface on", ETH1, [](P& ps, unsigned id) { return ps.setState(id, true); }, 0,
-       0x40047a2a, record<psIntfStateArg_t>(ETH1, [](auto& r) { r.state = 1; }), 0, true},
-      {"ten-digit id", LAST_ID, [](P& ps, unsigned id) { return ps.setState(id, true); }, 0,
-       0x40047a2a, record<psIntfStateArg_t>(LAST_ID, [](auto& r) { r.state = 1; }), 0, true},
-      // No range check: 0 goes to the driver like any other value.
-      {"dynamic limit 0", ETH2, [](P& ps, unsigned id) { return ps.setLimitDynamicMACs(id, 0u); },
-       0, 0x40047a2c, record<psIntfLimitArg_t>(ETH2, none), 0, true},
-      {"static limit", ETH2, [](P& ps, unsigned id) { return ps.setLimitStaticMACs(id, 7); }, 0,
-       0x40047a2c, record<psIntfLimitArg_t>(ETH2, [](auto& r) { r.kind = 1, r.limit = 7; }), 0,
-       true},
-      {"vlan limit", ETH3,
-       [](P& ps, unsigned id) { return ps.setLimitDynamicMACs(id, VLAN20, 64u); }, 0, 0x40047a2e,
-       record<psVlanLimitArg_t>(ETH3, [](auto& r) { r.vlan = VLAN20, r.limit = 64; }), 0, true},
-      {"vlan limit removal", ETH3,
-       [](P& ps, unsigned id) { return ps.setLimitDynamicMACs(id, VLAN10, 0u); }, 0, 0x40047a2f,
-       record<psVlanLimitArg_t>(ETH3, [](auto& r) { r.vlan = VLAN10; }), 0, true},
-      {"static add", ETH2,
-       [](P& ps, unsigned id) { return ps.addStaticEntry(id, macEntry(VLAN10, 2)); }, 0, 0x40047a07,
-       macRecord(ETH2, 2), 0, true},
-      {"static delete", ETH2,
-       [](P& ps, unsigned id) { return ps.delStaticEntry(id, macEntry(VLAN10, 1)); }, 0, 0x40047a09,
-       macRecord(ETH2, 1), 0, true},
-      {"no violation", ETH1,
-       [](P& ps, unsigned id) {
-         P::macEntry_t out;
-         return ps.getLastViolation(id, out);
-       },
-       3, 0xc0047a31, record<psViolationArg_t>(ETH1, none), 0, false},
-      {"table info", ETH1,
-       [](P& ps, unsigned id) {
-         P::macEntryList_t out;
-         return ps.getDynamicMACs(id, out);
-       },
-       0, 0x80047a02, bytesOf(psTableInfoArg_t{}), 0, false},
-      {"first table entry", 0,
-       [](P& ps, unsigned) {
-         P::macEntryMap_t out;
-         return ps.getDynamicMACs(out);
-       },
-       0, 0xc0047a0c, bytesOf(psTableEntryArg_t{}), 0, false},
-      {"move", ETH2, [](P& ps, unsigned id) { return ps.moveDynamicToStatic(id); }, 0, 0x40047a0d,
-       record<psMoveArg_t>(ETH2, none), 0, true},
-  };
+// The static-entry record of 00:11:22:33:44:<last> in VLAN 10.
+std::vector<uint8_t> entryBytes(const std::string& intf, uint8_t last) {
+  return bytes(28, intf,
+               {{18, 0x11}, {19, 0x22}, {20, 0x33}, {21, 0x44}, {22, last}, {24, 10}, {26, 1}});
 }
 
 // Everything the entity's getters tell about its memory.
@@ -140,26 +74,61 @@ class DriverCommandsTest : public EntityTest {
 };
 
 TEST_F(DriverCommandsTest, EachCommandIsSentByteExactAndOnlySuccessChangesMemory) {
-  for (const CommandCase& c : cases()) {
+  PortSecurity& p = ps();
+  PortSecurity::macEntry_t violation;
+  PortSecurity::macEntryList_t list;
+  PortSecurity::macEntryMap_t map;
+  const std::vector<CommandCase> cases = {
+      {"global on", 0, [&](unsigned) { return p.setState(true); }, 0, 0x40047a28, {}, 1, true},
+      {"global off", 0, [&](unsigned) { return p.setState(false); }, 0, 0x40047a28, {}, 0, true},
+      {"interface on", ETH1, [&](unsigned id) { return p.setState(id, true); }, 0, 0x40047a2a,
+       bytes(24, "1", {{20, 1}}), 0, true},
+      {"ten-digit id", LAST_ID, [&](unsigned id) { return p.setState(id, true); }, 0, 0x40047a2a,
+       bytes(24, "4294967295", {{20, 1}}), 0, true},
+      // No range check: 0 goes to the driver like any other value.
+      {"dynamic limit 0", ETH2, [&](unsigned id) { return p.setLimitDynamicMACs(id, 0u); }, 0,
+       0x40047a2c, bytes(32, "2"), 0, true},
+      {"static limit", ETH2, [&](unsigned id) { return p.setLimitStaticMACs(id, 7); }, 0,
+       0x40047a2c, bytes(32, "2", {{20, 1}, {24, 7}}), 0, true},
+      {"vlan limit", ETH3, [&](unsigned id) { return p.setLimitDynamicMACs(id, VLAN20, 64u); }, 0,
+       0x40047a2e, bytes(24, "3", {{18, 20}, {20, 64}}), 0, true},
+      {"vlan limit removal", ETH3,
+       [&](unsigned id) { return p.setLimitDynamicMACs(id, VLAN10, 0u); }, 0, 0x40047a2f,
+       bytes(24, "3", {{18, 10}}), 0, true},
+      {"static add", ETH2, [&](unsigned id) { return p.addStaticEntry(id, macEntry(VLAN10, 2)); },
+       0, 0x40047a07, entryBytes("2", 2), 0, true},
+      {"static delete", ETH2,
+       [&](unsigned id) { return p.delStaticEntry(id, macEntry(VLAN10, 1)); }, 0, 0x40047a09,
+       entryBytes("2", 1), 0, true},
+      {"no violation", ETH1, [&](unsigned id) { return p.getLastViolation(id, violation); }, 3,
+       0xc0047a31, bytes(26, "1"), 0, false},
+      {"table info", ETH1, [&](unsigned id) { return p.getDynamicMACs(id, list); }, 0, 0x80047a02,
+       bytes(16, ""), 0, false},
+      {"first table entry", 0, [&](unsigned) { return p.getDynamicMACs(map); }, 0, 0xc0047a0c,
+       bytes(48, ""), 0, false},
+      {"move", ETH2, [&](unsigned id) { return p.moveDynamicToStatic(id); }, 0, 0x40047a0d,
+       bytes(152, "2"), 0, true},
+  };
+  for (const CommandCase& c : cases) {
     SCOPED_TRACE(c.name);
     const std::string before = memoryOf(ps());
     // A refused entry read only ends the table walk; the walk fails on its
     // table read.
     driver().refuseNext(c.code == PSIOC_GET_TABLE_ENTRY ? PSIOC_GET_TABLE_INFO : c.code, 1);
-    EXPECT_EQ(1u, c.call(ps(), c.id));
+    EXPECT_EQ(1u, c.call(c.id));
     lock().failNextAttempts(1);
-    EXPECT_EQ(1u, c.call(ps(), c.id));
+    EXPECT_EQ(1u, c.call(c.id));
     driver().failNextOpens(1);
-    EXPECT_EQ(1u, c.call(ps(), c.id));
+    EXPECT_EQ(1u, c.call(c.id));
     if (c.id != 0) {
-      EXPECT_EQ(1u, c.call(ps(), UNKNOWN_ID));
+      EXPECT_EQ(1u, c.call(UNKNOWN_ID));
     }
     const Lines sent = takeSent();
     ASSERT_EQ(1u, sent.size()) << "only the refused command reaches the driver";
     EXPECT_NE(std::string::npos, sent[0].find(" refused"));
     EXPECT_EQ(before, memoryOf(ps()));
 
-    EXPECT_EQ(c.result, c.call(ps(), c.id));
+    EXPECT_EQ(c.result, c.call(c.id));
     const std::vector<sim::DriverCommand> issued = commandsWith(c.code);
     ASSERT_FALSE(issued.empty());
     EXPECT_EQ(c.record, issued[0].bytes);

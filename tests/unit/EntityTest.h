@@ -48,62 +48,35 @@ inline sim::MacAddress simMac(const PortSecurity::macEntry_t& entry) {
   return mac;
 }
 
-template <class Record>
-std::vector<uint8_t> bytesOf(const Record& record) {
-  const uint8_t* begin = reinterpret_cast<const uint8_t*>(&record);
-  return std::vector<uint8_t>(begin, begin + sizeof record);
-}
-
-// A zero-filled record whose interface field holds `id` as decimal text.
-template <class Record>
-Record recordFor(unsigned int id) {
-  Record record;
-  std::memset(&record, 0, sizeof record);
-  std::snprintf(record.intf, sizeof record.intf, "%u", id);
-  return record;
-}
-
-// "v<vlan>/<last byte>" for the test MACs, the whole address otherwise.
-inline std::string describe(unsigned short vlan, const unsigned char* mac) {
-  char text[40];
-  if (std::memcmp(mac, "\x00\x11\x22\x33\x44", 5) == 0)
-    std::snprintf(text, sizeof text, "v%u/%02x", vlan, mac[5]);
-  else
-    std::snprintf(text, sizeof text, "v%u/%02x:%02x:%02x:%02x:%02x:%02x", vlan, mac[0], mac[1],
-                  mac[2], mac[3], mac[4], mac[5]);
+// "v<vlan>/<last byte>" of a test MAC.
+inline std::string describe(unsigned int vlan, const unsigned char* mac) {
+  char text[16];
+  std::snprintf(text, sizeof text, "v%u/%02x", vlan, mac[5]);
   return text;
 }
 
-// One driver command as "<kind> <intf> <values>".
+// One driver command as "<kind> <intf> <values>", read at the driver's offsets.
 inline std::string describe(const sim::DriverCommand& command) {
-  if (command.code == PSIOC_SET_STATE) return "state " + std::to_string(command.argument);
-  std::vector<uint8_t> bytes = command.bytes;
-  bytes.resize(48, 0);
-  const std::string intf(reinterpret_cast<const char*>(bytes.data()),
-                         strnlen(reinterpret_cast<const char*>(bytes.data()), PS_INTF_LEN));
-  psMacArg_t mac;
-  psIntfLimitArg_t limit;
-  psVlanLimitArg_t vlanLimit;
-  std::memcpy(&mac, bytes.data(), sizeof mac);
-  std::memcpy(&limit, bytes.data(), sizeof limit);
-  std::memcpy(&vlanLimit, bytes.data(), sizeof vlanLimit);
-  switch (command.code) {
-    case PSIOC_ADD_STATIC:
-      return "add " + intf + " " + describe(mac.vlan, mac.mac);
-    case PSIOC_DEL_STATIC:
-      return "del " + intf + " " + describe(mac.vlan, mac.mac);
-    case PSIOC_SET_INTF_STATE:
-      return "intf-state " + intf + " " + std::to_string(bytes[20]);
-    case PSIOC_SET_INTF_LIMIT:
-      return (limit.kind == PS_LIMIT_STATIC ? "static-limit " : "dynamic-limit ") + intf + " " +
-             std::to_string(limit.limit);
-    case PSIOC_SET_VLAN_LIMIT:
-    case PSIOC_DEL_VLAN_LIMIT:
-      return (command.code == PSIOC_DEL_VLAN_LIMIT ? "del-vlan-limit " : "vlan-limit ") + intf +
-             " v" + std::to_string(vlanLimit.vlan) + " " + std::to_string(vlanLimit.limit);
-    default:
-      return "code " + std::to_string(command.code);
-  }
+  std::vector<uint8_t> b = command.bytes;
+  b.resize(48, 0);
+  const std::string intf(reinterpret_cast<const char*>(b.data()),
+                         strnlen(reinterpret_cast<const char*>(b.data()), PS_INTF_LEN));
+  const auto u32 = [&](size_t at) {
+    uint32_t value;
+    std::memcpy(&value, &b[at], sizeof value);
+    return std::to_string(value);
+  };
+  const std::string vlan = std::to_string(b[18] | b[19] << 8);
+  const unsigned long code = command.code;
+  if (code == PSIOC_SET_STATE) return "state " + std::to_string(command.argument);
+  if (code == PSIOC_ADD_STATIC) return "add " + intf + " " + describe(b[24] | b[25] << 8, &b[17]);
+  if (code == PSIOC_DEL_STATIC) return "del " + intf + " " + describe(b[24] | b[25] << 8, &b[17]);
+  if (code == PSIOC_SET_INTF_STATE) return "intf-state " + intf + " " + u32(20);
+  if (code == PSIOC_SET_INTF_LIMIT)
+    return (b[20] ? "static-limit " : "dynamic-limit ") + intf + " " + u32(24);
+  if (code == PSIOC_SET_VLAN_LIMIT) return "vlan-limit " + intf + " v" + vlan + " " + u32(20);
+  if (code == PSIOC_DEL_VLAN_LIMIT) return "del-vlan-limit " + intf + " v" + vlan + " " + u32(20);
+  return "code " + std::to_string(code);
 }
 
 class EntityTest : public ::testing::Test {
@@ -115,11 +88,11 @@ class EntityTest : public ::testing::Test {
     std::memset(storage, 0, sizeof storage);
     entity = new (storage) PortSecurity();
     subscribeOnce();
-    current() = entity;
+    current = entity;
   }
 
   void TearDown() override {
-    current() = nullptr;
+    current = nullptr;
     entity->~PortSecurity();
     EXPECT_EQ(0u, driver().openHandles()) << "a driver handle was left open";
     sim::reset();
@@ -149,7 +122,8 @@ class EntityTest : public ::testing::Test {
 
   // A static entry put into the driver's table behind the entity's back.
   static void addDriverStatic(unsigned int id, const PortSecurity::macEntry_t& entry) {
-    psMacArg_t record = recordFor<psMacArg_t>(id);
+    psMacArg_t record = {};
+    std::snprintf(record.intf, sizeof record.intf, "%u", id);
     std::memcpy(record.mac, entry.mac, sizeof record.mac);
     record.vlan = entry.vlan;
     record.isStatic = 1;
@@ -212,14 +186,17 @@ class EntityTest : public ::testing::Test {
 
  private:
   static void buildNode() {
-    addInterface(ETH1, Interfaces::IF_TYPE_ETHERNET, "eth1");
-    addInterface(ETH2, Interfaces::IF_TYPE_ETHERNET, "eth2");
-    addInterface(ETH3, Interfaces::IF_TYPE_ETHERNET, "eth3");
-    addInterface(MNG, Interfaces::IF_TYPE_MANAGEMENT, "mng0");
-    addInterface(INTERNAL, Interfaces::IF_TYPE_INTERNAL, "cpu0");
-    addInterface(GPON, Interfaces::IF_TYPE_GPON, "gpon0");
-    addInterface(GEM1, Interfaces::IF_TYPE_GEM, "gem1");
-    addInterface(GEM2, Interfaces::IF_TYPE_GEM, "gem2");
+    typedef Interfaces I;
+    for (const sim::InterfaceConfig& c :
+         std::vector<sim::InterfaceConfig>{{ETH1, I::IF_TYPE_ETHERNET, "eth1"},
+                                           {ETH2, I::IF_TYPE_ETHERNET, "eth2"},
+                                           {ETH3, I::IF_TYPE_ETHERNET, "eth3"},
+                                           {MNG, I::IF_TYPE_MANAGEMENT, "mng0"},
+                                           {INTERNAL, I::IF_TYPE_INTERNAL, "cpu0"},
+                                           {GPON, I::IF_TYPE_GPON, "gpon0"},
+                                           {GEM1, I::IF_TYPE_GEM, "gem1"},
+                                           {GEM2, I::IF_TYPE_GEM, "gem2"}})
+      node().addInterface(c);
     node().bindGem(sim::GemBinding{GPON, 1, GEM1});
     node().bindGem(sim::GemBinding{GPON, 2, GEM2});
     node().addVlanQuietly(VLAN10);
@@ -229,24 +206,21 @@ class EntityTest : public ::testing::Test {
 
   // The host's subscriptions outlive every test, so they reach whichever
   // entity is current.
-  static PortSecurity*& current() {
-    static PortSecurity* object = nullptr;
-    return object;
-  }
+  static inline PortSecurity* current = nullptr;
   static void subscribeOnce() {
     static bool done = false;
     if (done) return;
     done = true;
     vqbridge& bridge = singleton<vqbridge>::instance();
-    bridge.vlanCreatedEvent.subscribePost([](const char* bridgeName, unsigned short vlan) {
-      if (current() != nullptr) current()->vlanAddEvent(bridgeName, vlan);
+    bridge.vlanCreatedEvent.subscribePost([](const char* name, unsigned short vlan) {
+      if (current != nullptr) current->vlanAddEvent(name, vlan);
     });
-    bridge.vlanDeletedEvent.subscribePre([](const char* bridgeName, unsigned short vlan) {
-      return current() == nullptr || current()->vlanDelEvent(bridgeName, vlan);
+    bridge.vlanDeletedEvent.subscribePre([](const char* name, unsigned short vlan) {
+      return current == nullptr || current->vlanDelEvent(name, vlan);
     });
     singleton<Interfaces>::instance().gponGemEvent.subscribePost(
         [](int gem, int intf, int vport, Interfaces::interfaceGPONEvent_t kind) {
-          if (current() != nullptr) current()->GPONGemEvent(gem, intf, vport, kind);
+          if (current != nullptr) current->GPONGemEvent(gem, intf, vport, kind);
         });
   }
 

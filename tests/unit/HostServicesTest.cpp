@@ -1,6 +1,5 @@
-// The host services that the module queries and the events the node raises:
-// Log messages, MAC text, event subscriptions, VLAN and GEM events, query
-// faults.
+// The host services that the module relies on: Log messages, MAC text,
+// event subscriptions, and the VLAN and GEM events the node raises.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -11,10 +10,8 @@
 
 #include "CVqUtil.h"
 #include "Log.h"
-#include "Network.h"
 #include "Notification.h"
 #include "SimHost.h"
-#include "bridge.h"
 #include "singleton.h"
 #include "vqbridge.h"
 
@@ -151,42 +148,6 @@ TEST_F(HostServicesTest, GemEventsBindOnlyForBoundAndRebound) {
   ASSERT_EQ(0, interfaces.interfaceGPONGemInterfaceFind(5, 2, gem));
   EXPECT_EQ(41u, gem);
   EXPECT_FALSE(node().raiseGemEvent(42, 5, 2, 9));
-}
-
-TEST_F(HostServicesTest, QueryFaultsFailTheirQueryUntilCleared) {
-  node().addInterface(sim::InterfaceConfig{3, Interfaces::IF_TYPE_GEM, "gem3", false, true});
-  node().setManagement(sim::ManagementConfig{3, {1, 2, 3, 4, 5, 6}, 10});
-  Interfaces& interfaces = Interfaces::instance();
-  Network& network = singleton<Network>::instance();
-  Interfaces::interfaceType type = Interfaces::IF_TYPE_UNKNOWN;
-  std::string name;
-  unsigned int id = 0;
-  Network::NetworkInfo info;
-  node().failTypeLookup(true);
-  node().failNameLookup(3, true);
-  node().failNetworkInfo(4);
-  node().failMngIdGet(6);
-  EXPECT_NE(0, interfaces.interfaceGetTypeById(3, &type));
-  EXPECT_NE(0, interfaces.interfaceGetNameById(3, name));
-  EXPECT_EQ(4, network.getNetworkInfo(&info));
-  EXPECT_EQ(6, interfaces.interfaceMngIdGet(id));
-  EXPECT_TRUE(interfaces.checkId(3));
-
-  node().failTypeLookup(false);
-  node().failNameLookup(3, false);
-  node().failNetworkInfo(0);
-  node().failMngIdGet(0);
-  ASSERT_EQ(0, interfaces.interfaceGetTypeById(3, &type));
-  ASSERT_EQ(0, interfaces.interfaceGetNameById(3, name));
-  ASSERT_EQ(0, network.getNetworkInfo(&info));
-  ASSERT_EQ(0, interfaces.interfaceMngIdGet(id));
-  EXPECT_EQ(Interfaces::IF_TYPE_GEM, type);
-  EXPECT_EQ("gem3", name);
-  EXPECT_EQ(10, info.mngVlan);
-  EXPECT_EQ(6, info.mngMac[5]);
-  EXPECT_EQ(3u, id);
-  EXPECT_FALSE(interfaces.isInterfaceActive(3));
-  EXPECT_EQ(1, servProfileCheckIfInterfaceUplink(3));
 }
 
 }  // namespace
