@@ -102,7 +102,8 @@ TEST_F(DynamicEntriesTest, LastViolationTellsNoneFromAnOffender) {
   EXPECT_EQ(3u, ps().getLastViolation(ETH1, out));
   EXPECT_TRUE(out == untouched);
   const PortSecurity::macEntry_t offender = macEntry(VLAN10, 7);
-  ASSERT_EQ(sim::LearnResult::violation, driver().learn(ETH1 - 1, simMac(offender), VLAN10));
+  ASSERT_EQ(sim::LearnResult::violation,
+            driver().learn(ETH1 - 1, {0x00, 0x11, 0x22, 0x33, 0x44, 7}, VLAN10));
   EXPECT_EQ(0u, ps().getLastViolation(ETH1, out));
   EXPECT_TRUE(out == offender);
   out = untouched;

@@ -35,17 +35,7 @@ const unsigned short VLAN10 = 10, VLAN20 = 20, MISSING_VLAN = 30;
 
 // 00:11:22:33:44:<last> in `vlan`.
 inline PortSecurity::macEntry_t macEntry(unsigned short vlan, unsigned char last) {
-  PortSecurity::macEntry_t entry;
-  entry.vlan = vlan;
-  const unsigned char mac[6] = {0x00, 0x11, 0x22, 0x33, 0x44, last};
-  std::memcpy(entry.mac, mac, sizeof mac);
-  return entry;
-}
-
-inline sim::MacAddress simMac(const PortSecurity::macEntry_t& entry) {
-  sim::MacAddress mac;
-  std::memcpy(mac.data(), entry.mac, mac.size());
-  return mac;
+  return {vlan, {0x00, 0x11, 0x22, 0x33, 0x44, last}};
 }
 
 // "v<vlan>/<last byte>" of a test MAC.
@@ -116,8 +106,9 @@ class EntityTest : public ::testing::Test {
   }
 
   // A frame learned on interface `id` (driver port id - 1).
-  static void learn(unsigned int id, const PortSecurity::macEntry_t& entry) {
-    ASSERT_EQ(sim::LearnResult::learned, driver().learn(id - 1, simMac(entry), entry.vlan));
+  static void learn(unsigned int id, const PortSecurity::macEntry_t& e) {
+    const sim::MacAddress mac = {e.mac[0], e.mac[1], e.mac[2], e.mac[3], e.mac[4], e.mac[5]};
+    ASSERT_EQ(sim::LearnResult::learned, driver().learn(id - 1, mac, e.vlan));
   }
 
   // A static entry put into the driver's table behind the entity's back.

@@ -76,60 +76,36 @@ TEST_F(HostLockTest, HoldingThreadReentersAsTheContractAllows) {
   EXPECT_TRUE(otherLocked);
 }
 
-TEST_F(HostLockTest, WriterKeepsOtherThreadsOut) {
+TEST_F(HostLockTest, WriterKeepsEveryoneOutAndReadersKeepWritersOut) {
   Timeline timeline;
-  std::thread reader;
-  std::thread writer;
-  {
-    BLLManager::exclusiveLock_t held;
-    ASSERT_TRUE(held.isLocked());
-    reader = std::thread([&] {
-      timeline.mark("reader waits");
-      BLLManager::sharedLock_t lock;
-      timeline.mark(lock.isLocked() ? "reader in" : "reader refused");
+  const auto attempt = [&](const std::string& who, bool exclusive) {
+    return std::thread([&timeline, who, exclusive] {
+      timeline.mark(who + " waits");
+      const bool in = exclusive ? BLLManager::exclusiveLock_t().isLocked()
+                                : BLLManager::sharedLock_t().isLocked();
+      timeline.mark(who + (in ? " in" : " refused"));
     });
-    writer = std::thread([&] {
-      timeline.mark("writer waits");
-      BLLManager::exclusiveLock_t lock;
-      timeline.mark(lock.isLocked() ? "writer in" : "writer refused");
-    });
-    ASSERT_TRUE(timeline.waitFor("reader waits"));
-    ASSERT_TRUE(timeline.waitFor("writer waits"));
+  };
+  for (bool exclusive : {false, true}) {
+    BLLManager::exclusiveLock_t* held = new BLLManager::exclusiveLock_t();
+    std::thread other = attempt(exclusive ? "writer" : "reader", exclusive);
+    ASSERT_TRUE(timeline.waitFor(exclusive ? "writer waits" : "reader waits"));
     letOthersRun();
     timeline.mark("released");
+    delete held;
+    other.join();
   }
-  reader.join();
-  writer.join();
-  const std::vector<std::string> events = timeline.seen();
-  ASSERT_EQ(5u, events.size());
-  EXPECT_EQ("released", events[2]);
-  EXPECT_TRUE((events[3] == "reader in" && events[4] == "writer in") ||
-              (events[3] == "writer in" && events[4] == "reader in"));
-}
-
-TEST_F(HostLockTest, ReadersShareButKeepWritersOut) {
-  Timeline timeline;
   BLLManager::sharedLock_t* held = new BLLManager::sharedLock_t();
-  ASSERT_TRUE(held->isLocked());
-  std::thread reader([&] {
-    BLLManager::sharedLock_t lock;
-    timeline.mark(lock.isLocked() ? "reader in" : "reader refused");
-    // Holds the lock until the writer has had its chance.
-    timeline.waitFor("main released");
-  });
-  ASSERT_TRUE(timeline.waitFor("reader in"));
-  std::thread writer([&] {
-    timeline.mark("writer waits");
-    BLLManager::exclusiveLock_t lock;
-    timeline.mark(lock.isLocked() ? "writer in" : "writer refused");
-  });
-  ASSERT_TRUE(timeline.waitFor("writer waits"));
+  attempt("reader 2", false).join();  // readers share
+  std::thread writer = attempt("writer 2", true);
+  ASSERT_TRUE(timeline.waitFor("writer 2 waits"));
   letOthersRun();
+  timeline.mark("released");
   delete held;
-  timeline.mark("main released");
-  reader.join();
   writer.join();
-  EXPECT_EQ((std::vector<std::string>{"reader in", "writer waits", "main released", "writer in"}),
+  EXPECT_EQ((std::vector<std::string>{"reader waits", "released", "reader in", "writer waits",
+                                      "released", "writer in", "reader 2 waits", "reader 2 in",
+                                      "writer 2 waits", "released", "writer 2 in"}),
             timeline.seen());
 }
 

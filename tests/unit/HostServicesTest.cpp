@@ -1,5 +1,5 @@
-// The host services that the module relies on: Log messages, MAC text,
-// event subscriptions, and the VLAN and GEM events the node raises.
+// The host services that the module relies on: Log messages, event
+// subscriptions, and the VLAN and GEM events the node raises.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -8,7 +8,6 @@
 
 #include <boost/bind/bind.hpp>
 
-#include "CVqUtil.h"
 #include "Log.h"
 #include "Notification.h"
 #include "SimHost.h"
@@ -99,11 +98,6 @@ TEST_F(HostServicesTest, LogKeepsEachMessageWithItsLevel) {
   EXPECT_EQ((std::vector<std::string>{"0|addStaticEntry:12:vid 7\n", "1|first notice -3",
                                       "1|other thread\n", "0|still open"}),
             lines);
-}
-
-TEST_F(HostServicesTest, MacTextIsLowerCaseWithColons) {
-  unsigned char mac[6] = {0x00, 0x1b, 0xAC, 0xff, 0x09, 0x10};
-  EXPECT_EQ("00:1b:ac:ff:09:10", CVqUtil::macToString(mac));
 }
 
 std::vector<std::string> vlanEventsSeen;

@@ -16,25 +16,18 @@ TEST_F(ReportsTest, SingleInfoCarriesNameTypeAndSettingsOrDefaults) {
   PortSecurity::interfaceInfo_t info;
   ASSERT_EQ(0u, ps().getInterfaceInfo(ETH1, info));
   EXPECT_EQ("eth1", info.name);
-  EXPECT_EQ(Interfaces::IF_TYPE_ETHERNET, info.type);
   EXPECT_TRUE(isDefault(info.settings));
-
-  ASSERT_EQ(0u, ps().setState(GEM1, true));
   ASSERT_EQ(0u, ps().setLimitDynamicMACs(GEM1, VLAN20, 4u));
   ASSERT_EQ(0u, ps().getInterfaceInfo(GEM1, info));
   EXPECT_EQ("gem1", info.name);
   EXPECT_EQ(Interfaces::IF_TYPE_GEM, info.type);
-  EXPECT_TRUE(info.settings.state);
-  EXPECT_EQ((std::map<unsigned short, unsigned int>{{VLAN20, 4}}),
-            info.settings.vlanLimitDynamicMACs);
-
+  EXPECT_EQ(4u, info.settings.vlanLimitDynamicMACs.at(VLAN20));
   EXPECT_EQ(1u, ps().getInterfaceInfo(UNKNOWN_ID, info));
   node().failTypeLookup(true);
   EXPECT_EQ(1u, ps().getInterfaceInfo(ETH2, info));
   EXPECT_EQ("eth2", info.name);  // written before the type lookup failed
   lock().failNextAttempts(1, sim::LockKind::shared);
   EXPECT_EQ(1u, ps().getInterfaceInfo(ETH1, info));
-  EXPECT_TRUE(logIsEmpty());
 }
 
 TEST_F(ReportsTest, ListSkipsTypesThreeAndFourAndInactiveGemInterfaces) {
@@ -74,10 +67,6 @@ TEST_F(ReportsTest, CacheLookupsFindByPairCarrierAndEntry) {
   unsigned int count = 9;
   EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH1, 0, count));
   EXPECT_EQ(0u, count);
-  PortSecurity::macEntriesCache_t copy;
-  EXPECT_EQ(0u, ps().getMacEntriesCache(copy));
-  EXPECT_TRUE(copy.empty());
-
   ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 1)));
   ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN20, 2)));
   ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 3), 5));  // no GEM yet
@@ -90,28 +79,22 @@ TEST_F(ReportsTest, CacheLookupsFindByPairCarrierAndEntry) {
   ASSERT_TRUE(ps().findMacEntriesCacheByIntfId(0, &intfIt, &vportIt));
   EXPECT_EQ(GPON, intfIt->first);
   EXPECT_EQ(5u, vportIt->first);
-
+  EXPECT_FALSE(ps().findMacEntriesCacheByIntfVPort(GPON, 1, &intfIt, &vportIt));
+  EXPECT_TRUE(ps().findMacEntriesCacheByIntfVPort(GPON, 5, &intfIt, &vportIt));
   PortSecurity::macEntriesCacheData_t wanted = {{0x00, 0x11, 0x22, 0x33, 0x44, 2}, VLAN20, false};
   ASSERT_TRUE(ps().findMacEntriesCacheByEntry(wanted, &intfIt, &vportIt, &entryIt));
   EXPECT_EQ(ETH1, intfIt->first);
   EXPECT_TRUE(entryIt->configured);  // found although the flag differs
   wanted.vlan = VLAN10;
-  wanted.mac[5] = 9;
   EXPECT_FALSE(ps().findMacEntriesCacheByEntry(wanted, &intfIt, &vportIt, &entryIt));
-  EXPECT_EQ(ETH1, intfIt->first);  // left as they were
-  EXPECT_EQ(VLAN20, entryIt->vlan);
-  EXPECT_FALSE(ps().findMacEntriesCacheByIntfVPort(GPON, 1, &intfIt, &vportIt));
-  EXPECT_TRUE(ps().findMacEntriesCacheByIntfVPort(GPON, 5, &intfIt, &vportIt));
+  EXPECT_EQ(VLAN20, entryIt->vlan);  // left as it was
 
+  PortSecurity::macEntriesCache_t copy;
   ASSERT_EQ(0u, ps().getMacEntriesCache(copy));
   copy[ETH1][0].entries.clear();
-  EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH1, 0, count));
-  EXPECT_EQ(2u, count);  // a deep copy
-
+  EXPECT_EQ(3u, cached().size());  // a deep copy
   lock().failNextAttempts(1, sim::LockKind::shared);
   EXPECT_FALSE(ps().getMacEntriesCacheNum(ETH1, 0, count));
-  lock().failNextAttempts(1, sim::LockKind::shared);
-  EXPECT_FALSE(ps().findMacEntriesCacheByIntfVPort(ETH1, 0, &intfIt, &vportIt));
   lock().failNextAttempts(1, sim::LockKind::shared);
   EXPECT_EQ(1u, ps().getMacEntriesCache(copy));
 }
@@ -131,14 +114,6 @@ TEST_F(ReportsTest, StaticReportsShareTheRememberedLists) {
   EXPECT_EQ(1u, ps().getStaticMACs(all));
 }
 
-TEST_F(ReportsTest, DumpAnswersOnlyItsOwnMessage) {
-  EXPECT_EQ("\nMAC Entries Cache:\n-----------------\n\nMAC Entries:\n-----------\n\n", dump());
-  std::ostringstream out;
-  ps().externalMessage("portSecurity", "MacEntries", &out);
-  ps().externalMessage("portsecurity", "macEntries", &out);
-  EXPECT_EQ("", out.str());
-}
-
 TEST_F(ReportsTest, DumpShowsCarrierLimitsWithoutLockingOrCreatingSettings) {
   ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH2, 7));
   ASSERT_EQ(0u, ps().setLimitStaticMACs(GPON, 3));  // the outer interface's limit is not shown
@@ -156,6 +131,10 @@ TEST_F(ReportsTest, DumpShowsCarrierLimitsWithoutLockingOrCreatingSettings) {
       " Interface: 2\n"
       " \tMAC: 00:11:22:33:44:01, VLAN: 10\n"
       "\n";
+  std::ostringstream other;  // other messages write nothing
+  ps().externalMessage("portSecurity", "MacEntries", &other);
+  ps().externalMessage("portsecurity", "macEntries", &other);
+  EXPECT_EQ("", other.str());
   // Taking no lock, the dump leaves an armed lock failure for the next operation.
   lock().failNextAttempts(1);
   EXPECT_EQ(expected, dump());
