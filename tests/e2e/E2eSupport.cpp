@@ -10,7 +10,6 @@
 
 #include <chrono>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -67,20 +66,6 @@ RunResult run(std::vector<std::string> argv) {
   result.out = readFile(outPath);
   result.err = readFile(errPath);
   return result;
-}
-
-TempDir::TempDir() {
-  char pattern[] = "/tmp/ps_e2e.XXXXXX";
-  path = ::mkdtemp(pattern) != nullptr ? pattern : "";
-}
-
-TempDir::~TempDir() {
-  if (!path.empty()) std::filesystem::remove_all(path);
-}
-
-std::string TempDir::write(const std::string& name, const std::string& text) const {
-  std::ofstream(file(name)) << text;
-  return file(name);
 }
 
 Pshost::Pshost(const std::string& nodeFile) : controlPath(dir.file("control")) {

@@ -3,8 +3,11 @@
 // thread only.
 #pragma once
 
+#include <stdlib.h>
 #include <sys/types.h>
 
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -40,17 +43,19 @@ struct RunResult {
 RunResult run(std::vector<std::string> argv);
 
 // A private directory, removed with everything in it.
-class TempDir {
- public:
-  TempDir();
-  ~TempDir();
+struct TempDir {
   TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
+  TempDir() {
+    char pattern[] = "/tmp/ps_e2e.XXXXXX";
+    path = ::mkdtemp(pattern);
+  }
+  ~TempDir() { std::filesystem::remove_all(path); }
   std::string file(const std::string& name) const { return path + "/" + name; }
   // Writes `text` to the file `name`; returns its path.
-  std::string write(const std::string& name, const std::string& text) const;
-
- private:
+  std::string write(const std::string& name, const std::string& text) const {
+    std::ofstream(file(name)) << text;
+    return file(name);
+  }
   std::string path;
 };
 
@@ -62,8 +67,6 @@ class Pshost {
   explicit Pshost(const std::string& nodeFile = std::string());
   // Stops the process with SIGTERM, expecting exit status 0.
   ~Pshost();
-  Pshost(const Pshost&) = delete;
-  Pshost& operator=(const Pshost&) = delete;
 
   bool ready() const { return up; }
   // psctl with this host's control socket, then `args`.

@@ -5,7 +5,6 @@
 #include <string.h>
 #include <unistd.h>
 
-#include <future>
 #include <string>
 #include <vector>
 
@@ -28,29 +27,18 @@ xdrproc_t xdrRoutine(Routine routine) {
   return reinterpret_cast<xdrproc_t>(reinterpret_cast<void (*)()>(routine));
 }
 
-std::promise<void>* registered = nullptr;
-
-// Registers the program and runs the receive loop on a proxy of the given
-// loop-running name; constructed once the program is registered, joined on
-// destruction.
+// The process's receive loop on a proxy of a loop-running name, serving the
+// program registered beforehand from this thread. Joined on destruction.
 class ServingLoop {
  public:
   explicit ServingLoop(const std::string& name = "BLLManager_mng")
-      : proxy(registerAndSignal, name) {
-    std::promise<void> done;
-    registered = &done;
+      : proxy([](void*) -> void* { return nullptr; }, name) {
+    rpcPortsecurityStart(nullptr);
     proxy.start();
-    done.get_future().wait();
-    registered = nullptr;
   }
   ~ServingLoop() { proxy.stop(false); }
 
  private:
-  static void* registerAndSignal(void* interruptCheck) {
-    rpcPortsecurityStart(interruptCheck);
-    registered->set_value();
-    return nullptr;
-  }
   RPCProxy proxy;
 };
 

@@ -36,28 +36,6 @@ std::vector<uint8_t> entryBytes(const std::string& intf, uint8_t last) {
                {{18, 0x11}, {19, 0x22}, {20, 0x33}, {21, 0x44}, {22, last}, {24, 10}, {26, 1}});
 }
 
-// Everything the entity's getters tell about its memory.
-std::string memoryOf(PortSecurity& ps) {
-  std::ostringstream text;
-  bool global = false;
-  ps.getState(global);
-  text << global;
-  PortSecurity::interfaceSettingsMap_t settings;
-  ps.getInterfaceSettings(settings);
-  for (const auto& item : settings) {
-    text << " | " << item.first << ' ' << item.second.state << ' ' << item.second.limitDynamicMACs
-         << ' ' << item.second.limitStaticMACs;
-    for (const auto& limit : item.second.vlanLimitDynamicMACs)
-      text << ' ' << limit.first << '=' << limit.second;
-  }
-  PortSecurity::macEntryMap_t entries;
-  ps.getStaticMACs(entries);
-  for (const auto& item : entries)
-    for (const PortSecurity::macEntry_t& e : *item.second)
-      text << " | " << item.first << ' ' << describe(e.vlan, e.mac);
-  return text.str();
-}
-
 class DriverCommandsTest : public EntityTest {
  protected:
   // Settings entries, a per-VLAN limit, a static and a learned entry, so
@@ -70,6 +48,23 @@ class DriverCommandsTest : public EntityTest {
     ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(VLAN10, 1)));
     learn(ETH2, macEntry(VLAN20, 5));
     driver().clearCommands();
+  }
+
+  // Everything the getters and the dump tell about the entity's memory.
+  std::string memory() {
+    bool global = false;
+    ps().getState(global);
+    std::ostringstream text;
+    text << global << dump();
+    PortSecurity::interfaceSettingsMap_t settings;
+    ps().getInterfaceSettings(settings);
+    for (const auto& item : settings) {
+      text << " | " << item.first << ' ' << item.second.state << ' ' << item.second.limitDynamicMACs
+           << ' ' << item.second.limitStaticMACs;
+      for (const auto& limit : item.second.vlanLimitDynamicMACs)
+        text << ' ' << limit.first << '=' << limit.second;
+    }
+    return text.str();
   }
 };
 
@@ -111,7 +106,7 @@ TEST_F(DriverCommandsTest, EachCommandIsSentByteExactAndOnlySuccessChangesMemory
   };
   for (const CommandCase& c : cases) {
     SCOPED_TRACE(c.name);
-    const std::string before = memoryOf(ps());
+    const std::string before = memory();
     // A refused entry read only ends the table walk; the walk fails on its
     // table read.
     driver().refuseNext(c.code == PSIOC_GET_TABLE_ENTRY ? PSIOC_GET_TABLE_INFO : c.code, 1);
@@ -126,7 +121,7 @@ TEST_F(DriverCommandsTest, EachCommandIsSentByteExactAndOnlySuccessChangesMemory
     const Lines sent = takeSent();
     ASSERT_EQ(1u, sent.size()) << "only the refused command reaches the driver";
     EXPECT_NE(std::string::npos, sent[0].find(" refused"));
-    EXPECT_EQ(before, memoryOf(ps()));
+    EXPECT_EQ(before, memory());
 
     EXPECT_EQ(c.result, c.call(c.id));
     const std::vector<sim::DriverCommand> issued = commandsWith(c.code);
@@ -135,7 +130,7 @@ TEST_F(DriverCommandsTest, EachCommandIsSentByteExactAndOnlySuccessChangesMemory
     if (c.record.empty()) {
       EXPECT_EQ(c.argument, issued[0].argument);
     }
-    EXPECT_EQ(c.changesMemory, before != memoryOf(ps()));
+    EXPECT_EQ(c.changesMemory, before != memory());
     driver().clearCommands();
   }
   EXPECT_TRUE(logIsEmpty());

@@ -1,5 +1,5 @@
 // The entity object itself: its registration at load, its initial state and
-// dependencies, the operations that change nothing, and the default record.
+// dependencies, and the operations that change nothing.
 #include "EntityTest.h"
 #include "Network.h"
 
@@ -44,19 +44,6 @@ TEST_F(EntityObjectTest, StopAndConfigurationOperationsChangeNothing) {
   EXPECT_EQ(0u, ps().getState(ETH1, state));
   EXPECT_TRUE(state);
   EXPECT_EQ(1, setting.use_count());
-}
-
-TEST_F(EntityObjectTest, DefaultSettingsHoldOneDefaultRecordPerInterface) {
-  PortSecurity::settings_t settings;
-  EXPECT_FALSE(settings.state);
-  EXPECT_TRUE(settings.staticEntries.empty());
-  ASSERT_EQ(node().interfaces().size(), settings.interfaces.size());
-  const PortSecurity::interfaceSettings_t& gem = settings.interfaces.at(GEM2);
-  EXPECT_FALSE(gem.state);
-  EXPECT_EQ(300u, gem.limitDynamicMACs);
-  EXPECT_EQ(20u, gem.limitStaticMACs);
-  node().reset();
-  EXPECT_TRUE(PortSecurity::settings_t().interfaces.empty());
 }
 
 }  // namespace

@@ -63,32 +63,15 @@ TEST_F(ReportsTest, ListIsEmptiedWhenAnIncludedNameCannotBeRead) {
   EXPECT_TRUE(infos.empty());
 }
 
-TEST_F(ReportsTest, CacheLookupsFindByPairCarrierAndEntry) {
+TEST_F(ReportsTest, CacheCountAndCopyAreReadUnderTheLock) {
   unsigned int count = 9;
   EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH1, 0, count));
   EXPECT_EQ(0u, count);
   ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 1)));
   ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN20, 2)));
-  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 3), 5));  // no GEM yet
+  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 3), 5));
   EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH1, 0, count));
   EXPECT_EQ(2u, count);
-
-  PortSecurity::cacheIntfIterator_t intfIt;
-  PortSecurity::cacheVPortIterator_t vportIt;
-  PortSecurity::cacheEntryIterator_t entryIt;
-  ASSERT_TRUE(ps().findMacEntriesCacheByIntfId(0, &intfIt, &vportIt));
-  EXPECT_EQ(GPON, intfIt->first);
-  EXPECT_EQ(5u, vportIt->first);
-  EXPECT_FALSE(ps().findMacEntriesCacheByIntfVPort(GPON, 1, &intfIt, &vportIt));
-  EXPECT_TRUE(ps().findMacEntriesCacheByIntfVPort(GPON, 5, &intfIt, &vportIt));
-  PortSecurity::macEntriesCacheData_t wanted = {{0x00, 0x11, 0x22, 0x33, 0x44, 2}, VLAN20, false};
-  ASSERT_TRUE(ps().findMacEntriesCacheByEntry(wanted, &intfIt, &vportIt, &entryIt));
-  EXPECT_EQ(ETH1, intfIt->first);
-  EXPECT_TRUE(entryIt->configured);  // found although the flag differs
-  wanted.vlan = VLAN10;
-  EXPECT_FALSE(ps().findMacEntriesCacheByEntry(wanted, &intfIt, &vportIt, &entryIt));
-  EXPECT_EQ(VLAN20, entryIt->vlan);  // left as it was
-
   PortSecurity::macEntriesCache_t copy;
   ASSERT_EQ(0u, ps().getMacEntriesCache(copy));
   copy[ETH1][0].entries.clear();

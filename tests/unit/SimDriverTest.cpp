@@ -58,13 +58,6 @@ class SimDriverTest : public ::testing::Test {
     record.isStatic = 1;
     return send(code, &record);
   }
-  // Reads the entry at (bucket, position); false when the driver refuses.
-  bool entryAt(uint32_t bucket, uint32_t position, psTableEntryArg_t& entry) {
-    std::memset(&entry, 0xa5, sizeof entry);  // garbage the driver must ignore
-    entry.bucket = bucket;
-    entry.position = position;
-    return send(PSIOC_GET_TABLE_ENTRY, &entry) == 0;
-  }
 
   int handle = -1;
 };
@@ -130,26 +123,6 @@ TEST_F(SimDriverTest, StaticEntriesTakeOverAndMoveMakesThePortsEntriesStatic) {
   EXPECT_EQ(-1, staticEntry(PSIOC_DEL_STATIC, "3", 5, 9));  // dynamic, not static
   EXPECT_EQ(0, staticEntry(PSIOC_DEL_STATIC, "2", 1, 9));
   EXPECT_EQ(-1, staticEntry(PSIOC_DEL_STATIC, "2", 1, 9));
-}
-
-TEST_F(SimDriverTest, TableReadsWalkChainsIgnoringOtherInput) {
-  driver().setBucketCount(1);
-  driver().learn(0, macOf(1), 1);
-  ASSERT_EQ(0, staticEntry(PSIOC_ADD_STATIC, "5", 3, 3));
-  psTableInfoArg_t info;
-  std::memset(&info, 0xee, sizeof info);
-  ASSERT_EQ(0, send(PSIOC_GET_TABLE_INFO, &info));
-  EXPECT_EQ(1u, info.bucketCount);
-  EXPECT_EQ(0xeeu, info.reserved0[0] & info.reserved1[3]);
-  psTableEntryArg_t entry;
-  ASSERT_TRUE(entryAt(0, 1, entry));
-  EXPECT_EQ(0, std::memcmp(entry.mac, macOf(3).data(), 6));
-  EXPECT_EQ(3, entry.vlan);
-  EXPECT_EQ(4u, entry.port);  // interface 5 sits on port 4
-  EXPECT_NE(0, entry.isStatic);
-  EXPECT_EQ(1u, entry.position);
-  EXPECT_FALSE(entryAt(0, 2, entry));
-  EXPECT_FALSE(entryAt(1, 0, entry));
 }
 
 TEST_F(SimDriverTest, MalformedCommandsAreRefusedAndChangeNothing) {

@@ -8,30 +8,21 @@ namespace {
 
 class StaticEntriesTest : public EntityTest {};
 
-TEST_F(StaticEntriesTest, ReaddingExistingEntrySendsNothingUnlessListIsFull) {
-  ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH2, 2));
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));
-  takeSent();
-  EXPECT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));
-  EXPECT_EQ(Lines{}, takeSent());
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x02)));
-  EXPECT_EQ(2u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));
-  EXPECT_EQ(Lines{"add 2 v100/02"}, takeSent());
-  EXPECT_EQ(3u, ps().delStaticEntry(ETH2, macEntry(200, 0x01)));
-  EXPECT_EQ(3u, ps().delStaticEntry(ETH3, macEntry(100, 0x01)));
-  EXPECT_EQ(Lines{}, takeSent());
-}
-
-TEST_F(StaticEntriesTest, EntryLeavesItsOldInterfaceEvenWhenTheLimitRefusesIt) {
+TEST_F(StaticEntriesTest, FullListRefusesAfterTakingTheEntryFromItsOldInterface) {
   ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH2, 2));
   ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(100, 0x09)));
   ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x02)));
   takeSent();
+  EXPECT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));  // already there
+  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x02)));
+  EXPECT_EQ(2u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));  // full, even for its own entry
   EXPECT_EQ(2u, ps().addStaticEntry(ETH2, macEntry(100, 0x09)));
-  EXPECT_EQ(Lines{"del 1 v100/09"}, takeSent());
+  EXPECT_EQ((Lines{"add 2 v100/02", "del 1 v100/09"}), takeSent());
   EXPECT_EQ(Lines{}, staticOn(ETH1));
   EXPECT_EQ((Lines{"v100/01", "v100/02"}), staticOn(ETH2));
+  EXPECT_EQ(3u, ps().delStaticEntry(ETH2, macEntry(200, 0x01)));
+  EXPECT_EQ(3u, ps().delStaticEntry(ETH3, macEntry(100, 0x01)));
+  EXPECT_EQ(Lines{}, takeSent());
 }
 
 TEST_F(StaticEntriesTest, LimitIsAnEqualityTestOnAnExistingList) {

@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include <cstdint>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -50,69 +51,47 @@ std::vector<uint32_t> join(std::vector<uint32_t> head, const std::vector<uint32_
   return head;
 }
 
-TEST(XdrWireTest, RecordsAndArgumentBodiesEncodeToTheirUnits) {
+TEST(XdrWireTest, RecordsEncodeToTheirUnitsWithAndWithoutInlineBuffer) {
   rpcInterfaceName name = "abcdefghijklmno";
   std::vector<uint32_t> nameUnits(16, 0);  // one character per unit
   for (uint32_t i = 0; i < 15; ++i) nameUnits[i] = 'a' + i;
   rpcPSMacEntry entry = {{0x00, 0x1b, 0x2c, 0x3d, 0x4e, 0xff}, 4094};
   const std::vector<uint32_t> entryUnits = {0x00, 0x1b, 0x2c, 0x3d, 0x4e, 0xff, 4094};
-  rpcResultPSMacEntryList emptyList;
-  memset(&emptyList, 0, sizeof emptyList);
+  rpcResultPSMacEntryList emptyList = {};
   emptyList.result = RPC_PS_NOT_FOUND;
   rpc_ps_add_mac_static_1_argument add = {7, entry};
   rpc_ps_del_mac_static_1_argument del = {7, entry};
   rpc_ps_add_mac_static_virtual_port_1_argument addPort = {7, entry, 9};
   rpc_ps_del_mac_static_virtual_port_1_argument delPort = {7, entry, 9};
   rpc_ps_add_vlan_mac_limit_dynamic_1_argument vlanLimit = {3, 100, 64};
-  struct Case {
-    const char* name;
-    xdrproc_t routine;
-    void* record;
-    std::vector<uint32_t> units;
-  };
-  const std::vector<Case> cases = {
-      {"interface name", xdrRoutine(xdr_rpcInterfaceName), name, nameUnits},
-      {"mac entry", xdrRoutine(xdr_rpcPSMacEntry), &entry, entryUnits},
-      {"empty list: count, then result",
-       xdrRoutine(xdr_rpcResultPSMacEntryList),
-       &emptyList,
-       {0, 3}},
-      {"add", xdrRoutine(xdr_rpc_ps_add_mac_static_1_argument), &add, join({7}, entryUnits)},
-      {"del", xdrRoutine(xdr_rpc_ps_del_mac_static_1_argument), &del, join({7}, entryUnits)},
-      {"add vport", xdrRoutine(xdr_rpc_ps_add_mac_static_virtual_port_1_argument), &addPort,
-       join(join({7}, entryUnits), {9})},
-      {"del vport", xdrRoutine(xdr_rpc_ps_del_mac_static_virtual_port_1_argument), &delPort,
-       join(join({7}, entryUnits), {9})},
-      {"vlan limit",
-       xdrRoutine(xdr_rpc_ps_add_vlan_mac_limit_dynamic_1_argument),
-       &vlanLimit,
-       {3, 100, 64}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    EXPECT_EQ(c.units, units(encode(c.routine, c.record)));
-  }
-}
-
-TEST(XdrWireTest, InterfaceSettingsEncodeAlikeWithAndWithoutInlineBuffer) {
   rpcPSVlanSettings vlans[2] = {{10, 5}, {20, 64}};
-  rpcPSIntfSettings settings;
-  memset(&settings, 0, sizeof settings);
-  strcpy(settings.name, "eth0");
+  rpcPSIntfSettings settings = {};
+  strcpy(settings.name, name);
   settings.type = RPC_IFC_GPON;
   settings.state = 1;
   settings.limitDynamic = 300;
   settings.limitStatic = 20;
-  settings.vlans.vlans_len = 2;
-  settings.vlans.vlans_val = vlans;
-
-  std::vector<uint8_t> inlined = encode(xdrRoutine(xdr_rpcPSIntfSettings), &settings);
-  std::vector<uint8_t> separate = encode(xdrRoutine(xdr_rpcPSIntfSettings), &settings, false);
-  ASSERT_EQ(84u + 2 * 8, inlined.size());
-  EXPECT_EQ(inlined, separate);
-  std::vector<uint32_t> all = units(inlined);
-  std::vector<uint32_t> tail(all.begin() + 16, all.end());
-  EXPECT_EQ((std::vector<uint32_t>{RPC_IFC_GPON, 1, 300, 20, 2, 10, 5, 20, 64}), tail);
+  settings.vlans = {2, vlans};
+  const std::vector<std::tuple<xdrproc_t, void*, std::vector<uint32_t>>> cases = {
+      {xdrRoutine(xdr_rpcInterfaceName), name, nameUnits},
+      {xdrRoutine(xdr_rpcPSMacEntry), &entry, entryUnits},
+      {xdrRoutine(xdr_rpcResultPSMacEntryList), &emptyList, {0, 3}},  // count, then result
+      {xdrRoutine(xdr_rpc_ps_add_mac_static_1_argument), &add, join({7}, entryUnits)},
+      {xdrRoutine(xdr_rpc_ps_del_mac_static_1_argument), &del, join({7}, entryUnits)},
+      {xdrRoutine(xdr_rpc_ps_add_mac_static_virtual_port_1_argument), &addPort,
+       join(join({7}, entryUnits), {9})},
+      {xdrRoutine(xdr_rpc_ps_del_mac_static_virtual_port_1_argument), &delPort,
+       join(join({7}, entryUnits), {9})},
+      {xdrRoutine(xdr_rpc_ps_add_vlan_mac_limit_dynamic_1_argument), &vlanLimit, {3, 100, 64}},
+      {xdrRoutine(xdr_rpcPSIntfSettings), &settings,
+       join(nameUnits, {RPC_IFC_GPON, 1, 300, 20, 2, 10, 5, 20, 64})},
+  };
+  for (size_t i = 0; i < cases.size(); ++i) {
+    SCOPED_TRACE(i);
+    const auto& [routine, record, expected] = cases[i];
+    EXPECT_EQ(expected, units(encode(routine, record)));
+    EXPECT_EQ(expected, units(encode(routine, record, false)));
+  }
 }
 
 }  // namespace
