@@ -1,14 +1,12 @@
-// The host services that the module relies on: Log messages, event
-// subscriptions, and the VLAN and GEM events the node raises.
+// The host services that the module relies on: event subscriptions, and the
+// VLAN and GEM events the node raises.
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <boost/bind/bind.hpp>
 
-#include "Log.h"
 #include "Notification.h"
 #include "SimHost.h"
 #include "singleton.h"
@@ -68,37 +66,10 @@ TEST(HostServicesEventTest, MemberPointerSubscriptionsAreAllRemovedOthersKeepOrd
 
 class HostServicesTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    sim::reset();
-    sim::LogRecorder::instance().setEcho(false);
-  }
-  void TearDown() override { sim::reset(); }
+  void SetUp() override { sim::reset(); }
 
   static sim::Node& node() { return sim::Node::instance(); }
 };
-
-TEST_F(HostServicesTest, LogKeepsEachMessageWithItsLevel) {
-  Log& log = singleton<Log>::instance();
-  log.setMsgLevel(LogImpl::LOG_ERROR);
-  log.write("addStaticEntry:").write(12u).write(":vid ").write(static_cast<unsigned short>(7));
-  log.write("\n");
-  log.setMsgLevel(LogImpl::LOG_NOTICE);
-  log.write("first notice ").write(-3);
-  log.setMsgLevel(LogImpl::LOG_ERROR);  // finishes the notice
-  log.write("still open");
-  std::thread other([&] {
-    log.setMsgLevel(LogImpl::LOG_NOTICE);
-    log.write("other thread\n");
-  });
-  other.join();
-
-  std::vector<std::string> lines;
-  for (const sim::LogLine& line : sim::LogRecorder::instance().lines())
-    lines.push_back(std::to_string(static_cast<int>(line.level)) + "|" + line.text);
-  EXPECT_EQ((std::vector<std::string>{"0|addStaticEntry:12:vid 7\n", "1|first notice -3",
-                                      "1|other thread\n", "0|still open"}),
-            lines);
-}
 
 std::vector<std::string> vlanEventsSeen;
 void noteVlan(const char* when, const char* bridge, unsigned short vlan) {
