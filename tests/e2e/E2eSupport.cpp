@@ -21,14 +21,15 @@ extern char** environ;
 namespace e2e {
 namespace {
 
-pid_t spawn(const std::vector<std::string>& argv, int outFd, int errFd) {
+// Starts `argv` with its output streams appended to the files `out` and `err`.
+pid_t spawn(const std::vector<std::string>& argv, const std::string& out, const std::string& err) {
   std::vector<char*> args;
   for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, outFd, 1);
-  posix_spawn_file_actions_adddup2(&actions, errFd, 2);
+  posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
   pid_t pid = -1;
   if (posix_spawn(&pid, args[0], &actions, nullptr, args.data(), environ) != 0) pid = -1;
   posix_spawn_file_actions_destroy(&actions);
@@ -54,11 +55,7 @@ RunResult run(std::vector<std::string> argv) {
   argv.insert(argv.begin(), {"/usr/bin/timeout", "-s", "KILL", "30"});
   TempDir dir;
   const std::string outPath = dir.file("out"), errPath = dir.file("err");
-  const int outFd = ::open(outPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  const int errFd = ::open(errPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  const pid_t pid = spawn(argv, outFd, errFd);
-  ::close(outFd);
-  ::close(errFd);
+  const pid_t pid = spawn(argv, outPath, errPath);
   RunResult result;
   int status = 0;
   if (pid > 0 && ::waitpid(pid, &status, 0) == pid && WIFEXITED(status))
@@ -71,9 +68,7 @@ RunResult run(std::vector<std::string> argv) {
 Pshost::Pshost(const std::string& nodeFile) : controlPath(dir.file("control")) {
   std::vector<std::string> argv = {binary("pshost"), "--control", controlPath};
   if (!nodeFile.empty()) argv.insert(argv.end(), {"--node", nodeFile});
-  const int log = ::open(dir.file("log").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  pid = spawn(argv, log, log);
-  ::close(log);
+  pid = spawn(argv, dir.file("log"), dir.file("log"));
   for (int attempt = 0; pid > 0 && !up && attempt < 100; ++attempt) {
     up = psctl({"--timeout", "1", "ping"}).status == 0;
     if (!up) std::this_thread::sleep_for(std::chrono::milliseconds(100));

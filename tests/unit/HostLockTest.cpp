@@ -30,15 +30,11 @@ class Timeline {
       return std::find(events.begin(), events.end(), event) != events.end();
     });
   }
-  std::vector<std::string> seen() {
-    std::lock_guard<std::mutex> guard(mutex);
-    return events;
-  }
+  std::vector<std::string> events;  // read it once the other threads are joined
 
  private:
   std::mutex mutex;
   std::condition_variable changed;
-  std::vector<std::string> events;
 };
 
 // Gives a thread that should be blocked the chance to (wrongly) get through.
@@ -106,7 +102,7 @@ TEST_F(HostLockTest, WriterKeepsEveryoneOutAndReadersKeepWritersOut) {
   EXPECT_EQ((std::vector<std::string>{"reader waits", "released", "reader in", "writer waits",
                                       "released", "writer in", "reader 2 waits", "reader 2 in",
                                       "writer 2 waits", "released", "writer 2 in"}),
-            timeline.seen());
+            timeline.events);
 }
 
 TEST_F(HostLockTest, FailureHookRefusesTheNextAttemptsOnly) {
