@@ -178,16 +178,12 @@ class EntityTest : public ::testing::Test {
  private:
   static void buildNode() {
     typedef Interfaces I;
-    for (const sim::InterfaceConfig& c :
-         std::vector<sim::InterfaceConfig>{{ETH1, I::IF_TYPE_ETHERNET, "eth1"},
-                                           {ETH2, I::IF_TYPE_ETHERNET, "eth2"},
-                                           {ETH3, I::IF_TYPE_ETHERNET, "eth3"},
-                                           {MNG, I::IF_TYPE_MANAGEMENT, "mng0"},
-                                           {INTERNAL, I::IF_TYPE_INTERNAL, "cpu0"},
-                                           {GPON, I::IF_TYPE_GPON, "gpon0"},
-                                           {GEM1, I::IF_TYPE_GEM, "gem1"},
-                                           {GEM2, I::IF_TYPE_GEM, "gem2"}})
-      node().addInterface(c);
+    const sim::InterfaceConfig interfaces[] = {
+        {ETH1, I::IF_TYPE_ETHERNET, "eth1"},     {ETH2, I::IF_TYPE_ETHERNET, "eth2"},
+        {ETH3, I::IF_TYPE_ETHERNET, "eth3"},     {MNG, I::IF_TYPE_MANAGEMENT, "mng0"},
+        {INTERNAL, I::IF_TYPE_INTERNAL, "cpu0"}, {GPON, I::IF_TYPE_GPON, "gpon0"},
+        {GEM1, I::IF_TYPE_GEM, "gem1"},          {GEM2, I::IF_TYPE_GEM, "gem2"}};
+    for (const sim::InterfaceConfig& c : interfaces) node().addInterface(c);
     node().bindGem(sim::GemBinding{GPON, 1, GEM1});
     node().bindGem(sim::GemBinding{GPON, 2, GEM2});
     node().addVlanQuietly(VLAN10);
