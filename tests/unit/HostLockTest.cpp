@@ -105,19 +105,4 @@ TEST_F(HostLockTest, WriterKeepsEveryoneOutAndReadersKeepWritersOut) {
             timeline.events);
 }
 
-TEST_F(HostLockTest, FailureHookRefusesTheNextAttemptsOnly) {
-  sim::BusinessLock& lock = sim::BusinessLock::instance();
-  lock.failNextAttempts(2);
-  {
-    BLLManager::exclusiveLock_t first;
-    BLLManager::sharedLock_t second;
-    EXPECT_FALSE(first.isLocked() || second.isLocked());
-    EXPECT_EQ(0u, lock.exclusiveDepth() + lock.sharedDepth());
-  }
-  lock.failNextAttempts(1, sim::LockKind::exclusive);
-  EXPECT_TRUE(BLLManager::sharedLock_t().isLocked());
-  EXPECT_FALSE(BLLManager::exclusiveLock_t().isLocked());
-  EXPECT_TRUE(BLLManager::exclusiveLock_t().isLocked());
-}
-
 }  // namespace

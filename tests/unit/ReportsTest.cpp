@@ -64,12 +64,10 @@ TEST_F(ReportsTest, ListIsEmptiedWhenAnIncludedNameCannotBeRead) {
 }
 
 TEST_F(ReportsTest, CacheCountAndCopyAreReadUnderTheLock) {
-  unsigned int count = 9;
-  EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH1, 0, count));
-  EXPECT_EQ(0u, count);
   ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 1)));
   ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN20, 2)));
   ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 3), 5));
+  unsigned int count = 0;
   EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH1, 0, count));
   EXPECT_EQ(2u, count);
   PortSecurity::macEntriesCache_t copy;
