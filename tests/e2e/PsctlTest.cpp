@@ -63,7 +63,6 @@ TEST_P(PsctlTest, OperatorCommandsReachTheServiceAndReportBack) {
   expectRefused({"vlan-limit", "add", "2", "100", "65"}, "out of range (7)");
   expectRefused({"violation", "2"}, "not found (3)");
   expectRefused({"show", "99"}, "failed (1)");
-  expectRefused({"limit", "99", "dynamic", "5"}, "failed (1)");
 
   expectOk({"limit", "2", "static", "2"});
   expectOk({"static", "add", "2", "02:00:00:00:aa:01", "100"});

@@ -133,7 +133,7 @@ TEST_F(DriverCommandsTest, EachCommandIsSentByteExactAndOnlySuccessChangesMemory
     EXPECT_EQ(c.changesMemory, before != memory());
     driver().clearCommands();
   }
-  EXPECT_TRUE(logIsEmpty());
+  EXPECT_EQ(Lines{}, takeLogged());
 }
 
 }  // namespace

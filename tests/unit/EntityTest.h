@@ -139,7 +139,6 @@ class EntityTest : public ::testing::Test {
     sim::LogRecorder::instance().clear();
     return lines;
   }
-  static bool logIsEmpty() { return sim::LogRecorder::instance().lines().empty(); }
 
   Lines staticOn(unsigned int id) {
     std::list<PortSecurity::macEntry_t> entries;
