@@ -49,8 +49,7 @@ inline std::string describe(unsigned int vlan, const unsigned char* mac) {
 inline std::string describe(const sim::DriverCommand& command) {
   std::vector<uint8_t> b = command.bytes;
   b.resize(48, 0);
-  const std::string intf(reinterpret_cast<const char*>(b.data()),
-                         strnlen(reinterpret_cast<const char*>(b.data()), PS_INTF_LEN));
+  const std::string intf(reinterpret_cast<const char*>(b.data()));
   const auto u32 = [&](size_t at) {
     uint32_t value;
     std::memcpy(&value, &b[at], sizeof value);
