@@ -1,6 +1,7 @@
 // RPCProxy and rpcProxyRegisterSvc: start and stop of the server thread, the
-// registration thread that registers both transports and ends, and each
-// transport attempted on its own with its failures reported on stderr.
+// registration thread that registers both transports and ends, each transport
+// attempted on its own with its failures reported on stderr; and the loaded
+// entity's start() and stop(), whose subscriptions outlive every test.
 #include <arpa/inet.h>
 #include <dlfcn.h>
 #include <errno.h>
@@ -10,12 +11,18 @@
 
 #include <atomic>
 #include <future>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "BLLManager.h"
+#include "PortSecurity.h"
+#include "SimHost.h"
 #include "portsecurity/rpc/PortSecurityRpc.h"
 #include "rte/BLL/core/rpcProxy.h"
+#include "vqbridge.h"
 
 namespace {
 
@@ -141,6 +148,45 @@ TEST_F(RegisterSvcTest, EachTransportIsRegisteredOrReportedOnItsOwn) {
       testing::internal::GetCapturedStderr());
   EXPECT_EQ(0, registeredPort(kTestProgram, IPPROTO_UDP));
   EXPECT_EQ(0, registeredPort(kTestProgram, IPPROTO_TCP));
+}
+
+TEST(EntityLifecycleTest, StopLeavesHandlersSubscribedSoRestartDoublesThem) {
+  sim::reset();
+  sim::LogRecorder::instance().setEcho(false);
+  PortSecurity& entity = PortSecurity::instance();
+  vqbridge& bridge = vqbridge::instance();
+  // VLAN deleted (pre), VLAN created, GEM event, external message; then the
+  // VLAN-deleted post list, which start() does not use.
+  const auto counts = [&] {
+    return std::vector<size_t>{
+        bridge.vlanDeletedEvent.preCount(), bridge.vlanCreatedEvent.postCount(),
+        Interfaces::instance().gponGemEvent.postCount(),
+        BLLManager::instance().externalMessage.postCount(), bridge.vlanDeletedEvent.postCount()};
+  };
+  std::vector<size_t> expected = counts();
+  ASSERT_TRUE(entity.start());
+  EXPECT_TRUE(entity.stop());
+  ASSERT_TRUE(entity.start());
+  EXPECT_TRUE(entity.stop());
+  EXPECT_TRUE(entity.stop());
+  for (size_t i = 0; i < 4; ++i) expected[i] += 2;
+  ASSERT_EQ(expected, counts());
+
+  // Every subscription runs its handler: one dump text per copy, and one
+  // lock-failure line per copy of the VLAN handler.
+  std::ostringstream single;
+  entity.externalMessage("portSecurity", "macEntries", &single);
+  ASSERT_FALSE(single.str().empty());
+  std::string dumps;
+  for (size_t copy = 0; copy < expected[3]; ++copy) dumps += single.str();
+  EXPECT_EQ(dumps, sim::sendExternalMessage("portSecurity", "macEntries"));
+  sim::BusinessLock::instance().failNextAttempts(expected[1], sim::LockKind::exclusive);
+  ASSERT_TRUE(sim::Node::instance().createVlan(42));
+  size_t handled = 0;
+  for (const sim::LogLine& line : sim::LogRecorder::instance().lines())
+    handled += line.text.compare(0, 13, "vlanAddEvent:") == 0;
+  EXPECT_EQ(expected[1], handled);
+  sim::reset();
 }
 
 }  // namespace
