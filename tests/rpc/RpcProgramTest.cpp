@@ -211,12 +211,14 @@ TEST_P(RpcProgramTest, StaticAndLearnedEntriesViolationsAndMove) {
   // A failed query repeats the last list with its own code.
   EXPECT_EQ(MacList({macEntry(9)}, 1), macs(rpc_ps_get_macs_dynamic_1(kUnknown, client)));
 
+  rpcResultPSMacEntry* violation = rpc_ps_get_last_violation_1(kEth, client);
+  ASSERT_NE(nullptr, violation);
+  EXPECT_EQ(RPC_PS_NOT_FOUND, violation->result);
   EXPECT_EQ(0u, code(rpc_ps_set_state_1(TRUE, client)));
   EXPECT_EQ(0u, code(rpc_ps_set_interface_state_1(kEth, TRUE, client)));
   EXPECT_EQ(0u, code(rpc_ps_set_mac_limit_dynamic_1(kEth, 0, client)));
   sim::Driver::instance().learn(kEth - 1, {0x02, 0, 0, 0, 0, 8}, kVlan);
-  rpcResultPSMacEntry* violation = rpc_ps_get_last_violation_1(kEth, client);
-  ASSERT_NE(nullptr, violation);
+  ASSERT_NE(nullptr, violation = rpc_ps_get_last_violation_1(kEth, client));
   EXPECT_EQ(RPC_PS_OK, violation->result);
   EXPECT_EQ(macEntry(8), violation->entry);
 

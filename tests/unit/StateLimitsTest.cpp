@@ -9,6 +9,7 @@ class StateLimitsTest : public EntityTest {};
 
 TEST_F(StateLimitsTest, PerVlanLimitChecksVlanRangeAndCount) {
   EXPECT_EQ(1u, ps().setLimitDynamicMACs(ETH1, MISSING_VLAN, 5u));
+  EXPECT_EQ(1u, ps().setLimitDynamicMACs(ETH1, MISSING_VLAN, 0u));  // removals too
   // Out of range is refused before any handle is opened: the armed open
   // failure is still there for the next operation.
   driver().failNextOpens(1);
