@@ -24,13 +24,10 @@ namespace entitytest {
 using namespace psdriver;
 typedef std::vector<std::string> Lines;
 
-const unsigned int ETH1 = 1, ETH2 = 2, ETH3 = 3;
-const unsigned int MNG = 4;       // management interface
-const unsigned int INTERNAL = 5;  // interface type 3
-const unsigned int GPON = 8;      // interface type 4
-const unsigned int GEM1 = 9;      // type 5, virtual port 1 of GPON
-const unsigned int GEM2 = 10;     // type 5, virtual port 2 of GPON
-const unsigned int UNKNOWN_ID = 77;
+// Ethernet 1-3, management 4, internal (type 3) 5, GPON (type 4) 8 whose
+// virtual ports 1 and 2 are the GEM (type 5) interfaces 9 and 10.
+const unsigned int ETH1 = 1, ETH2 = 2, ETH3 = 3, MNG = 4, INTERNAL = 5, GPON = 8, GEM1 = 9,
+                   GEM2 = 10, UNKNOWN_ID = 77;
 const unsigned short VLAN10 = 10, VLAN20 = 20, MISSING_VLAN = 30;
 
 // 00:11:22:33:44:<last> in `vlan`.

@@ -30,7 +30,7 @@ TEST_F(ReportsTest, SingleInfoCarriesNameTypeAndSettingsOrDefaults) {
   EXPECT_EQ(1u, ps().getInterfaceInfo(ETH1, info));
 }
 
-TEST_F(ReportsTest, ListSkipsTypesThreeAndFourAndInactiveGemInterfaces) {
+TEST_F(ReportsTest, ListSkipsTypesThreeAndFourAndInactiveGemsAndFailsOnAListedName) {
   node().setActive(GEM2, false);
   std::list<PortSecurity::interfaceInfo_t> infos;
   ASSERT_EQ(0u, ps().getInterfaceInfo(infos));
@@ -40,6 +40,11 @@ TEST_F(ReportsTest, ListSkipsTypesThreeAndFourAndInactiveGemInterfaces) {
     EXPECT_TRUE(isDefault(info.settings));
   }
   EXPECT_EQ((std::vector<std::string>{"eth1", "eth2", "eth3", "mng0", "gem1"}), names);
+  node().failNameLookup(INTERNAL, true);  // skipped, so it does not matter
+  ASSERT_EQ(0u, ps().getInterfaceInfo(infos));
+  node().failNameLookup(GEM1, true);  // a listed one empties the list
+  EXPECT_EQ(1u, ps().getInterfaceInfo(infos));
+  EXPECT_TRUE(infos.empty());
 
   // Every interface of the registry has settings, whatever its type.
   PortSecurity::interfaceSettingsMap_t settings;
@@ -53,46 +58,31 @@ TEST_F(ReportsTest, ListSkipsTypesThreeAndFourAndInactiveGemInterfaces) {
   EXPECT_EQ(3u, settings.at(GPON).limitStaticMACs);
 }
 
-TEST_F(ReportsTest, ListIsEmptiedWhenAnIncludedNameCannotBeRead) {
-  std::list<PortSecurity::interfaceInfo_t> infos;
-  node().failNameLookup(INTERNAL, true);  // skipped, so it does not matter
-  ASSERT_EQ(0u, ps().getInterfaceInfo(infos));
-  EXPECT_EQ(6u, infos.size());
-  node().failNameLookup(GEM1, true);
-  EXPECT_EQ(1u, ps().getInterfaceInfo(infos));
-  EXPECT_TRUE(infos.empty());
-}
-
-TEST_F(ReportsTest, CacheCountAndCopyAreReadUnderTheLock) {
-  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 1)));
-  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN20, 2)));
-  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 3), 5));
-  unsigned int count = 0;
-  EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH1, 0, count));
-  EXPECT_EQ(2u, count);
-  PortSecurity::macEntriesCache_t copy;
-  ASSERT_EQ(0u, ps().getMacEntriesCache(copy));
-  copy[ETH1][0].entries.clear();
-  EXPECT_EQ(3u, cached().size());  // a deep copy
-  lock().failNextAttempts(1, sim::LockKind::shared);
-  EXPECT_FALSE(ps().getMacEntriesCacheNum(ETH1, 0, count));
-  lock().failNextAttempts(1, sim::LockKind::shared);
-  EXPECT_EQ(1u, ps().getMacEntriesCache(copy));
-}
-
-TEST_F(ReportsTest, StaticReportsShareTheRememberedLists) {
+TEST_F(ReportsTest, StaticReportsShareTheModulesListsButTheCacheIsCopied) {
   std::list<PortSecurity::macEntry_t> out = {macEntry(VLAN20, 9)};
   EXPECT_EQ(0u, ps().getStaticMACs(ETH1, out));
   EXPECT_TRUE(out.empty());
-  EXPECT_EQ(1u, ps().getStaticMACs(UNKNOWN_ID, out));
   ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(VLAN10, 1)));
   PortSecurity::macEntryMap_t all;
   ASSERT_EQ(0u, ps().getStaticMACs(all));
-  ASSERT_EQ(1u, all.size());
   ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(VLAN10, 2)));
   EXPECT_EQ(2u, all[ETH1]->size());  // the caller holds the module's own list
-  lock().failNextAttempts(1, sim::LockKind::shared);
+
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 1)));
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN20, 2)));
+  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 3), 5));
+  unsigned int count = 0;
+  EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH2, 0, count));
+  EXPECT_EQ(2u, count);
+  PortSecurity::macEntriesCache_t copy;
+  ASSERT_EQ(0u, ps().getMacEntriesCache(copy));
+  copy[ETH2][0].entries.clear();
+  EXPECT_EQ(3u, cached().size());
+  lock().failNextAttempts(3, sim::LockKind::shared);
   EXPECT_EQ(1u, ps().getStaticMACs(all));
+  EXPECT_FALSE(ps().getMacEntriesCacheNum(ETH2, 0, count));
+  EXPECT_EQ(1u, ps().getMacEntriesCache(copy));
+  EXPECT_EQ(1u, ps().getStaticMACs(UNKNOWN_ID, out));
 }
 
 TEST_F(ReportsTest, DumpShowsCarrierLimitsWithoutLockingOrCreatingSettings) {
