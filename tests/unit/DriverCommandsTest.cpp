@@ -42,7 +42,7 @@ class DriverCommandsTest : public EntityTest {
   // that every case has something to change.
   void SetUp() override {
     EntityTest::SetUp();
-    addInterface(LAST_ID, Interfaces::IF_TYPE_ETHERNET, "last");
+    ASSERT_TRUE(node().addInterface({LAST_ID, Interfaces::IF_TYPE_ETHERNET, "last"}));
     for (unsigned int id : {ETH1, ETH2, ETH3}) ASSERT_EQ(0u, ps().setState(id, false));
     ASSERT_EQ(0u, ps().setLimitDynamicMACs(ETH3, VLAN10, 9u));
     ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(VLAN10, 1)));

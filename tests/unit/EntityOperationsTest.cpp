@@ -55,7 +55,7 @@ class DefaultSettingsTest : public EntityTest {
     node().reset();
     // Listed out of order: the reset walks interfaces by ascending id.
     for (unsigned int id : {7u, 5u, 3u})
-      addInterface(id, Interfaces::IF_TYPE_ETHERNET, "eth" + std::to_string(id));
+      node().addInterface({id, Interfaces::IF_TYPE_ETHERNET, "eth" + std::to_string(id)});
     for (unsigned short vlan : {10, 20, 30}) node().addVlanQuietly(vlan);
     node().setManagement(sim::ManagementConfig{7, {0x00, 0x11, 0x22, 0x33, 0x44, 0x55}, 10});
   }

@@ -89,11 +89,6 @@ class EntityTest : public ::testing::Test {
   static sim::BusinessLock& lock() { return sim::BusinessLock::instance(); }
   PortSecurity& ps() { return *entity; }
 
-  static void addInterface(unsigned int id, Interfaces::interfaceType type,
-                           const std::string& name) {
-    ASSERT_TRUE(node().addInterface(sim::InterfaceConfig{id, type, name, true, false}));
-  }
-
   static std::vector<sim::DriverCommand> commandsWith(unsigned long code) {
     std::vector<sim::DriverCommand> matching;
     for (const sim::DriverCommand& command : driver().commands())

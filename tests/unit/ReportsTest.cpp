@@ -1,4 +1,4 @@
-// Interface reports, the static-entry reports, the entries-cache lookups and
+// Interface reports, the static-entry reports, the entries-cache count and copy, and
 // the operator's dump, through the entity's public operations.
 #include "EntityTest.h"
 

@@ -41,7 +41,7 @@ TEST_F(StateLimitsTest, PerVlanLimitChecksVlanRangeAndCount) {
 
 TEST_F(StateLimitsTest, PerVlanGetterLooksUpTheInterfaceIdCutTo16Bits) {
   const unsigned int wideId = 0x10000u + INTERNAL;
-  addInterface(wideId, Interfaces::IF_TYPE_ETHERNET, "wide");
+  ASSERT_TRUE(node().addInterface({wideId, Interfaces::IF_TYPE_ETHERNET, "wide"}));
   node().addVlanQuietly(INTERNAL);
   node().addVlanQuietly(100);
   ASSERT_EQ(0u, ps().setLimitDynamicMACs(INTERNAL, INTERNAL, 33u));
