@@ -3,8 +3,11 @@
 // thread only.
 #pragma once
 
+#include <stdlib.h>
 #include <sys/types.h>
 
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -13,66 +16,72 @@ namespace e2e {
 // The tests' own node: management 1, Ethernet 2 and 3 (3 an uplink), GPON 4
 // whose virtual port 1 is GEM 5, internal 6, GEM 7 unbound and inactive;
 // VLANs 10 and 100.
-extern const char* const kTestNode;
+inline const char* const kTestNode = R"({
+  "management": {"interface": 1, "mac": "02:00:00:00:00:01", "vlan": 10},
+  "interfaces": [
+    {"id": 1, "name": "mng", "type": 2}, {"id": 2, "name": "eth2", "type": 1},
+    {"id": 3, "name": "eth3", "type": 1, "uplink": true}, {"id": 4, "name": "pon4", "type": 4},
+    {"id": 5, "name": "gem5", "type": 5}, {"id": 6, "name": "cpu6", "type": 3},
+    {"id": 7, "name": "gem7", "type": 5, "active": false}
+  ],
+  "gem": [{"interface": 4, "vport": 1, "gem": 5}],
+  "vlans": [10, 100],
+  "driver": {"buckets": 32}
+})";
+
+inline std::string binary(const std::string& name) { return PS_BINARY_DIR "/" + name; }
 
 struct RunResult {
   int status = -1;  // exit status, or -1 when the process did not exit normally
   std::string out;
   std::string err;
-  // Standard output, split into lines.
-  std::vector<std::string> lines() const;
+  std::vector<std::string> lines() const;  // standard output, split into lines
 };
 
-// Runs a program to its end (killed after `limitSeconds`), capturing both
-// output streams.
-RunResult run(const std::vector<std::string>& argv, int limitSeconds = 30);
-
-std::string binary(const std::string& name);
-// Where the source tree's files are, for the shipped examples.
-std::string sourcePath(const std::string& relative);
+// Runs a program to its end, capturing both output streams. A program still
+// running after 30 s is killed, which fails the test through its status.
+RunResult run(std::vector<std::string> argv);
 
 // A private directory, removed with everything in it.
-class TempDir {
- public:
-  TempDir();
-  ~TempDir();
+struct TempDir {
   TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
+  TempDir() {
+    char pattern[] = "/tmp/ps_e2e.XXXXXX";
+    path = ::mkdtemp(pattern);
+  }
+  ~TempDir() { std::filesystem::remove_all(path); }
   std::string file(const std::string& name) const { return path + "/" + name; }
-  std::string write(const std::string& name, const std::string& text) const;
-
- private:
+  // Writes `text` to the file `name`; returns its path.
+  std::string write(const std::string& name, const std::string& text) const {
+    std::ofstream(file(name)) << text;
+    return file(name);
+  }
   std::string path;
 };
 
 // One pshost process with a control socket of its own.
 class Pshost {
  public:
-  // Starts pshost with the node file (none: the default node) and waits
+  // Starts pshost with the node file (none: the built-in node) and waits
   // until psctl ping gets an answer. Fails the test when it does not come up.
   explicit Pshost(const std::string& nodeFile = std::string());
-  // Stops the process if the test did not, expecting exit status 0.
+  // Stops the process with SIGTERM, expecting exit status 0.
   ~Pshost();
-  Pshost(const Pshost&) = delete;
-  Pshost& operator=(const Pshost&) = delete;
 
   bool ready() const { return up; }
-  // psctl with this host's control socket and the given options first.
+  // psctl with this host's control socket, then `args`.
   RunResult psctl(const std::vector<std::string>& args) const;
   // psctl sim WORDS...
   RunResult sim(const std::string& command) const;
-  // Sends the raw text to the control socket and returns everything read
-  // until the host closes the connection or `replies` last lines came back.
-  std::string control(const std::string& text, int replies) const;
-  // SIGTERM, then the exit status (-1 when it did not exit normally).
-  int stop();
+  // Sends raw text to the control socket; everything read until the host
+  // closes the connection.
+  std::string control(const std::string& text) const;
 
  private:
   TempDir dir;
   std::string controlPath;
-  std::string stderrPath;
-  pid_t pid;
-  bool up;
+  pid_t pid = -1;
+  bool up = false;
 };
 
 }  // namespace e2e

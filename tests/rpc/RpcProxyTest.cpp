@@ -1,18 +1,67 @@
-// RPCProxy lifecycle: start, stop, interruption and the receive loop.
+// RPCProxy and rpcProxyRegisterSvc: start and stop of the server thread, the
+// registration thread that registers both transports and ends, each transport
+// attempted on its own with its failures reported on stderr; and the loaded
+// entity's start() and stop(), whose subscriptions outlive every test.
+#include <arpa/inet.h>
+#include <dlfcn.h>
+#include <errno.h>
 #include <netinet/in.h>
 #include <rpc/pmap_clnt.h>
-#include <unistd.h>
+#include <sys/socket.h>
 
+#include <atomic>
 #include <future>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
-#include "RpcTestSupport.h"
+#include "BLLManager.h"
+#include "PortSecurity.h"
+#include "SimHost.h"
 #include "portsecurity/rpc/PortSecurityRpc.h"
 #include "rte/BLL/core/rpcProxy.h"
+#include "vqbridge.h"
 
 namespace {
+
+// When armed, the next bind of a datagram socket to 127.0.0.1, port 0
+// fails with EADDRINUSE; every other bind goes to the C library.
+std::atomic<bool> failNextLoopbackUdpBind{false};
+
+bool isLoopbackAnyPortDatagram(int fd, const struct sockaddr* address) {
+  int type = 0;
+  socklen_t length = sizeof type;
+  if (getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &length) != 0 || type != SOCK_DGRAM) return false;
+  if (address == nullptr || address->sa_family != AF_INET) return false;
+  const struct sockaddr_in* in = reinterpret_cast<const struct sockaddr_in*>(address);
+  return in->sin_addr.s_addr == htonl(INADDR_LOOPBACK) && in->sin_port == 0;
+}
+
+}  // namespace
+
+extern "C" int bind(int fd, const struct sockaddr* address, socklen_t length) {
+  typedef int (*bind_t)(int, const struct sockaddr*, socklen_t);
+  static bind_t next = reinterpret_cast<bind_t>(dlsym(RTLD_NEXT, "bind"));
+  if (isLoopbackAnyPortDatagram(fd, address) && failNextLoopbackUdpBind.exchange(false)) {
+    errno = EADDRINUSE;
+    return -1;
+  }
+  return next(fd, address, length);
+}
+
+namespace {
+
+// A transient program number, so the port-security registration is untouched.
+const unsigned long kTestProgram = 0x40000d0d;
+
+unsigned short registeredPort(unsigned long program, unsigned long protocol) {
+  struct sockaddr_in mapper = {};
+  mapper.sin_family = AF_INET;
+  mapper.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return pmap_getport(&mapper, program, 1, protocol);
+}
 
 // Holds the proxy's thread until the test opens it, then reports what the
 // proxy's interrupt check answered.
@@ -35,13 +84,6 @@ class RpcProxyTest : public ::testing::Test {
   void TearDown() override { gate = nullptr; }
   Gate g;
 };
-
-unsigned short registeredPort(unsigned long protocol) {
-  struct sockaddr_in mapper = {};
-  mapper.sin_family = AF_INET;
-  mapper.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return pmap_getport(&mapper, PORTSECURITY_PROGRAM, PORTSECURITY_VERSION, protocol);
-}
 
 TEST_F(RpcProxyTest, StartIsRefusedUntilTheThreadIsJoined) {
   RPCProxy proxy(waitAtGate, "PortSecurity_mng");
@@ -72,26 +114,79 @@ TEST(RpcProxyRegistrationTest, NonLoopThreadRegistersBothTransportsAndEnds) {
   ASSERT_TRUE(proxy.start());
   EXPECT_TRUE(proxy.stop(false));
   EXPECT_EQ("", testing::internal::GetCapturedStderr());
-  EXPECT_NE(0, registeredPort(IPPROTO_UDP));
-  EXPECT_NE(0, registeredPort(IPPROTO_TCP));
+  EXPECT_NE(0, registeredPort(PORTSECURITY_PROGRAM, IPPROTO_UDP));
+  EXPECT_NE(0, registeredPort(PORTSECURITY_PROGRAM, IPPROTO_TCP));
 }
 
-TEST(RpcProxyLoopTest, LoopThreadServesUntilStopped) {
-  for (const std::string name : {"BLLManager_mng", "dhcpra_fun"}) {
-    testing::internal::CaptureStderr();
-    {
-      rpctest::ServingLoop loop(name);
-      CLIENT* client = rpctest::connect("tcp");
-      ASSERT_NE(nullptr, client);
-      EXPECT_TRUE(rpctest::ping(client));
-      clnt_destroy(client);
-      EXPECT_TRUE(loop.stop());
-    }
-    const std::string prefix = "[" + std::to_string(getpid()) + "] " + name + ": ";
-    EXPECT_EQ(
-        prefix + "Starting main RPC loop - custom made.\n" + prefix + "RPC main loop stopping.\n",
-        testing::internal::GetCapturedStderr());
-  }
+void firstDispatcher(struct svc_req*, SVCXPRT* transport) { svcerr_noproc(transport); }
+void secondDispatcher(struct svc_req*, SVCXPRT* transport) { svcerr_decode(transport); }
+
+class RegisterSvcTest : public ::testing::Test {
+ protected:
+  void TearDown() override { svc_unregister(kTestProgram, 1); }
+};
+
+TEST_F(RegisterSvcTest, EachTransportIsRegisteredOrReportedOnItsOwn) {
+  failNextLoopbackUdpBind = true;
+  testing::internal::CaptureStderr();
+  rpcProxyRegisterSvc(kTestProgram, 1, firstDispatcher);
+  EXPECT_EQ(
+      "rte/BLL/core/rpcProxy.cpp:52 Cannot bind UDP socket for RPC service "
+      "0x40000d0d/1073745165, version 1 (98 - Address already in use).\n",
+      testing::internal::GetCapturedStderr());
+  EXPECT_EQ(0, registeredPort(kTestProgram, IPPROTO_UDP));
+  EXPECT_NE(0, registeredPort(kTestProgram, IPPROTO_TCP));
+
+  // Another dispatcher for a registered program is refused on both.
+  testing::internal::CaptureStderr();
+  rpcProxyRegisterSvc(kTestProgram, 1, secondDispatcher);
+  EXPECT_EQ(
+      "rte/BLL/core/rpcProxy.cpp:61 Cannot register UDP RPC service 0x40000d0d/1073745165, "
+      "version 1.\n"
+      "rte/BLL/core/rpcProxy.cpp:93 Cannot register TCP RPC service 0x40000d0d/1073745165, "
+      "version 1.\n",
+      testing::internal::GetCapturedStderr());
+  EXPECT_EQ(0, registeredPort(kTestProgram, IPPROTO_UDP));
+  EXPECT_EQ(0, registeredPort(kTestProgram, IPPROTO_TCP));
+}
+
+TEST(EntityLifecycleTest, StopLeavesHandlersSubscribedSoRestartDoublesThem) {
+  sim::reset();
+  sim::LogRecorder::instance().setEcho(false);
+  PortSecurity& entity = PortSecurity::instance();
+  vqbridge& bridge = vqbridge::instance();
+  // VLAN deleted (pre), VLAN created, GEM event, external message; then the
+  // VLAN-deleted post list, which start() does not use.
+  const auto counts = [&] {
+    return std::vector<size_t>{
+        bridge.vlanDeletedEvent.preCount(), bridge.vlanCreatedEvent.postCount(),
+        Interfaces::instance().gponGemEvent.postCount(),
+        BLLManager::instance().externalMessage.postCount(), bridge.vlanDeletedEvent.postCount()};
+  };
+  std::vector<size_t> expected = counts();
+  ASSERT_TRUE(entity.start());
+  EXPECT_TRUE(entity.stop());
+  ASSERT_TRUE(entity.start());
+  EXPECT_TRUE(entity.stop());
+  EXPECT_TRUE(entity.stop());
+  for (size_t i = 0; i < 4; ++i) expected[i] += 2;
+  ASSERT_EQ(expected, counts());
+
+  // Every subscription runs its handler: one dump text per copy, and one
+  // lock-failure line per copy of the VLAN handler.
+  std::ostringstream single;
+  entity.externalMessage("portSecurity", "macEntries", &single);
+  ASSERT_FALSE(single.str().empty());
+  std::string dumps;
+  for (size_t copy = 0; copy < expected[3]; ++copy) dumps += single.str();
+  EXPECT_EQ(dumps, sim::sendExternalMessage("portSecurity", "macEntries"));
+  sim::BusinessLock::instance().failNextAttempts(expected[1], sim::LockKind::exclusive);
+  ASSERT_TRUE(sim::Node::instance().createVlan(42));
+  size_t handled = 0;
+  for (const sim::LogLine& line : sim::LogRecorder::instance().lines())
+    handled += line.text.compare(0, 13, "vlanAddEvent:") == 0;
+  EXPECT_EQ(expected[1], handled);
+  sim::reset();
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
-// Interface reports and the entries-cache lookups, through the entity's
-// public operations against the simulated node.
-#include "EntityFixture.h"
+// Interface reports, the static-entry reports, the entries-cache count and copy, and
+// the operator's dump, through the entity's public operations.
+#include "EntityTest.h"
 
 namespace entitytest {
 namespace {
@@ -16,28 +16,21 @@ TEST_F(ReportsTest, SingleInfoCarriesNameTypeAndSettingsOrDefaults) {
   PortSecurity::interfaceInfo_t info;
   ASSERT_EQ(0u, ps().getInterfaceInfo(ETH1, info));
   EXPECT_EQ("eth1", info.name);
-  EXPECT_EQ(Interfaces::IF_TYPE_ETHERNET, info.type);
   EXPECT_TRUE(isDefault(info.settings));
-
-  ASSERT_EQ(0u, ps().setState(GEM1, true));
   ASSERT_EQ(0u, ps().setLimitDynamicMACs(GEM1, VLAN20, 4u));
   ASSERT_EQ(0u, ps().getInterfaceInfo(GEM1, info));
   EXPECT_EQ("gem1", info.name);
   EXPECT_EQ(Interfaces::IF_TYPE_GEM, info.type);
-  EXPECT_TRUE(info.settings.state);
-  EXPECT_EQ((std::map<unsigned short, unsigned int>{{VLAN20, 4}}),
-            info.settings.vlanLimitDynamicMACs);
-
+  EXPECT_EQ(4u, info.settings.vlanLimitDynamicMACs.at(VLAN20));
   EXPECT_EQ(1u, ps().getInterfaceInfo(UNKNOWN_ID, info));
   node().failTypeLookup(true);
   EXPECT_EQ(1u, ps().getInterfaceInfo(ETH2, info));
   EXPECT_EQ("eth2", info.name);  // written before the type lookup failed
   lock().failNextAttempts(1, sim::LockKind::shared);
   EXPECT_EQ(1u, ps().getInterfaceInfo(ETH1, info));
-  EXPECT_TRUE(logIsEmpty());
 }
 
-TEST_F(ReportsTest, ListSkipsTypesThreeAndFourAndInactiveGemInterfaces) {
+TEST_F(ReportsTest, ListSkipsTypesThreeAndFourAndInactiveGemsAndFailsOnAListedName) {
   node().setActive(GEM2, false);
   std::list<PortSecurity::interfaceInfo_t> infos;
   ASSERT_EQ(0u, ps().getInterfaceInfo(infos));
@@ -47,6 +40,11 @@ TEST_F(ReportsTest, ListSkipsTypesThreeAndFourAndInactiveGemInterfaces) {
     EXPECT_TRUE(isDefault(info.settings));
   }
   EXPECT_EQ((std::vector<std::string>{"eth1", "eth2", "eth3", "mng0", "gem1"}), names);
+  node().failNameLookup(INTERNAL, true);  // skipped, so it does not matter
+  ASSERT_EQ(0u, ps().getInterfaceInfo(infos));
+  node().failNameLookup(GEM1, true);  // a listed one empties the list
+  EXPECT_EQ(1u, ps().getInterfaceInfo(infos));
+  EXPECT_TRUE(infos.empty());
 
   // Every interface of the registry has settings, whatever its type.
   PortSecurity::interfaceSettingsMap_t settings;
@@ -60,60 +58,60 @@ TEST_F(ReportsTest, ListSkipsTypesThreeAndFourAndInactiveGemInterfaces) {
   EXPECT_EQ(3u, settings.at(GPON).limitStaticMACs);
 }
 
-TEST_F(ReportsTest, ListIsEmptiedWhenAnIncludedNameCannotBeRead) {
-  std::list<PortSecurity::interfaceInfo_t> infos;
-  node().failNameLookup(INTERNAL, true);  // skipped, so it does not matter
-  ASSERT_EQ(0u, ps().getInterfaceInfo(infos));
-  EXPECT_EQ(6u, infos.size());
-  node().failNameLookup(GEM1, true);
-  EXPECT_EQ(1u, ps().getInterfaceInfo(infos));
-  EXPECT_TRUE(infos.empty());
+TEST_F(ReportsTest, StaticReportsShareTheModulesListsButTheCacheIsCopied) {
+  std::list<PortSecurity::macEntry_t> out = {macEntry(VLAN20, 9)};
+  EXPECT_EQ(0u, ps().getStaticMACs(ETH1, out));
+  EXPECT_TRUE(out.empty());
+  ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(VLAN10, 1)));
+  PortSecurity::macEntryMap_t all;
+  ASSERT_EQ(0u, ps().getStaticMACs(all));
+  ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(VLAN10, 2)));
+  EXPECT_EQ(2u, all[ETH1]->size());  // the caller holds the module's own list
+
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 1)));
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN20, 2)));
+  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 3), 5));
+  unsigned int count = 0;
+  EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH2, 0, count));
+  EXPECT_EQ(2u, count);
+  PortSecurity::macEntriesCache_t copy;
+  ASSERT_EQ(0u, ps().getMacEntriesCache(copy));
+  copy[ETH2][0].entries.clear();
+  EXPECT_EQ(3u, cached().size());
+  lock().failNextAttempts(3, sim::LockKind::shared);
+  EXPECT_EQ(1u, ps().getStaticMACs(all));
+  EXPECT_FALSE(ps().getMacEntriesCacheNum(ETH2, 0, count));
+  EXPECT_EQ(1u, ps().getMacEntriesCache(copy));
+  EXPECT_EQ(1u, ps().getStaticMACs(UNKNOWN_ID, out));
 }
 
-TEST_F(ReportsTest, CacheLookupsFindByPairCarrierAndEntry) {
-  unsigned int count = 9;
-  EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH1, 0, count));
-  EXPECT_EQ(0u, count);
-  PortSecurity::macEntriesCache_t copy;
-  EXPECT_EQ(0u, ps().getMacEntriesCache(copy));
-  EXPECT_TRUE(copy.empty());
-
-  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 1)));
-  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN20, 2)));
-  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 3), 5));  // no GEM yet
-  EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH1, 0, count));
-  EXPECT_EQ(2u, count);
-
-  PortSecurity::cacheIntfIterator_t intfIt;
-  PortSecurity::cacheVPortIterator_t vportIt;
-  PortSecurity::cacheEntryIterator_t entryIt;
-  ASSERT_TRUE(ps().findMacEntriesCacheByIntfId(0, &intfIt, &vportIt));
-  EXPECT_EQ(GPON, intfIt->first);
-  EXPECT_EQ(5u, vportIt->first);
-
-  PortSecurity::macEntriesCacheData_t wanted = {{0x00, 0x11, 0x22, 0x33, 0x44, 2}, VLAN20, false};
-  ASSERT_TRUE(ps().findMacEntriesCacheByEntry(wanted, &intfIt, &vportIt, &entryIt));
-  EXPECT_EQ(ETH1, intfIt->first);
-  EXPECT_TRUE(entryIt->configured);  // found although the flag differs
-  wanted.vlan = VLAN10;
-  wanted.mac[5] = 9;
-  EXPECT_FALSE(ps().findMacEntriesCacheByEntry(wanted, &intfIt, &vportIt, &entryIt));
-  EXPECT_EQ(ETH1, intfIt->first);  // left as they were
-  EXPECT_EQ(VLAN20, entryIt->vlan);
-  EXPECT_FALSE(ps().findMacEntriesCacheByIntfVPort(GPON, 1, &intfIt, &vportIt));
-  EXPECT_TRUE(ps().findMacEntriesCacheByIntfVPort(GPON, 5, &intfIt, &vportIt));
-
-  ASSERT_EQ(0u, ps().getMacEntriesCache(copy));
-  copy[ETH1][0].entries.clear();
-  EXPECT_TRUE(ps().getMacEntriesCacheNum(ETH1, 0, count));
-  EXPECT_EQ(2u, count);  // a deep copy
-
-  lock().failNextAttempts(1, sim::LockKind::shared);
-  EXPECT_FALSE(ps().getMacEntriesCacheNum(ETH1, 0, count));
-  lock().failNextAttempts(1, sim::LockKind::shared);
-  EXPECT_FALSE(ps().findMacEntriesCacheByIntfVPort(ETH1, 0, &intfIt, &vportIt));
-  lock().failNextAttempts(1, sim::LockKind::shared);
-  EXPECT_EQ(1u, ps().getMacEntriesCache(copy));
+TEST_F(ReportsTest, DumpShowsCarrierLimitsWithoutLockingOrCreatingSettings) {
+  ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH2, 7));
+  ASSERT_EQ(0u, ps().setLimitStaticMACs(GPON, 3));  // the outer interface's limit is not shown
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(MISSING_VLAN, 0x02), 2));
+  const std::string expected =
+      "\nMAC Entries Cache:\n-----------------\n"
+      " Interface: 2\n"
+      " \tVPort: 0, intfId: 2, max-static: 7\n"
+      " \t\tMAC: 00:11:22:33:44:01, VLAN: 10, configured: 1\n"
+      " Interface: 8\n"
+      " \tVPort: 2, intfId: 10, max-static: 0\n"
+      " \t\tMAC: 00:11:22:33:44:02, VLAN: 30, configured: 0\n"
+      "\nMAC Entries:\n-----------\n"
+      " Interface: 2\n"
+      " \tMAC: 00:11:22:33:44:01, VLAN: 10\n"
+      "\n";
+  std::ostringstream other;  // other messages write nothing
+  ps().externalMessage("portSecurity", "MacEntries", &other);
+  ps().externalMessage("portsecurity", "macEntries", &other);
+  EXPECT_EQ("", other.str());
+  // Taking no lock, the dump leaves an armed lock failure for the next operation.
+  lock().failNextAttempts(1);
+  EXPECT_EQ(expected, dump());
+  EXPECT_EQ(expected, dump()) << "the limit lookup must not add settings for interface 10";
+  bool state = false;
+  EXPECT_EQ(1u, ps().getState(state));
 }
 
 }  // namespace

@@ -1,51 +1,28 @@
-// Static entries on one driver interface: limits, moves between interfaces,
-// the driver record and failures.
-#include <algorithm>
-
-#include "EntryFixture.h"
+// Static entries on a driver interface (limits, moves between interfaces,
+// clearing) and per interface and virtual port (the cache, the carrier that
+// applies them, and every refusal with its log line).
+#include "EntityTest.h"
 
 namespace entitytest {
 namespace {
 
-class StaticEntriesTest : public EntryTest {};
+class StaticEntriesTest : public EntityTest {};
 
-TEST_F(StaticEntriesTest, AddSendsZeroFilledRecordThenRemembersEntry) {
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));
-  const std::vector<sim::DriverCommand> sent = commands();
-  ASSERT_EQ(1u, sent.size());
-  // Interface text at 0, MAC at 17, VLAN at 24, isStatic at 26, zero elsewhere.
-  std::vector<uint8_t> expected(28, 0);
-  expected[0] = '2';
-  const uint8_t mac[6] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x01};
-  std::copy(mac, mac + 6, expected.begin() + 17);
-  expected[24] = 100;
-  expected[26] = 1;
-  EXPECT_EQ(psdriver::PSIOC_ADD_STATIC, sent[0].code);
-  EXPECT_EQ(expected, sent[0].bytes);
-  EXPECT_EQ(Lines{"v100/01"}, staticOn(ETH2));
-}
-
-TEST_F(StaticEntriesTest, ReaddingExistingEntrySendsNothingUnlessListIsFull) {
-  ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH2, 2));
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));
-  takeSent();
-  EXPECT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));
-  EXPECT_EQ(Lines{}, takeSent());
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x02)));
-  EXPECT_EQ(2u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));
-  EXPECT_EQ((Lines{"add 2 v100/02"}), takeSent());
-}
-
-TEST_F(StaticEntriesTest, EntryLeavesItsOldInterfaceEvenWhenTheLimitRefusesIt) {
+TEST_F(StaticEntriesTest, FullListRefusesAfterTakingTheEntryFromItsOldInterface) {
   ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH2, 2));
   ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(100, 0x09)));
   ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x02)));
   takeSent();
+  EXPECT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));  // already there
+  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x02)));
+  EXPECT_EQ(2u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));  // full, even for its own entry
   EXPECT_EQ(2u, ps().addStaticEntry(ETH2, macEntry(100, 0x09)));
-  EXPECT_EQ((Lines{"del 1 v100/09"}), takeSent());
+  EXPECT_EQ((Lines{"add 2 v100/02", "del 1 v100/09"}), takeSent());
   EXPECT_EQ(Lines{}, staticOn(ETH1));
   EXPECT_EQ((Lines{"v100/01", "v100/02"}), staticOn(ETH2));
+  EXPECT_EQ(3u, ps().delStaticEntry(ETH2, macEntry(200, 0x01)));
+  EXPECT_EQ(3u, ps().delStaticEntry(ETH3, macEntry(100, 0x01)));
+  EXPECT_EQ(Lines{}, takeSent());
 }
 
 TEST_F(StaticEntriesTest, LimitIsAnEqualityTestOnAnExistingList) {
@@ -56,7 +33,6 @@ TEST_F(StaticEntriesTest, LimitIsAnEqualityTestOnAnExistingList) {
   EXPECT_EQ(0u, ps().delStaticEntry(ETH2, macEntry(100, 0x01)));
   EXPECT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x02)));
   EXPECT_EQ(Lines{"v100/02"}, staticOn(ETH2));
-
   // Limit 0 on an interface that never had a list: no size ever equals it.
   ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH3, 0));
   EXPECT_EQ(0u, ps().addStaticEntry(ETH3, macEntry(100, 0x03)));
@@ -64,62 +40,104 @@ TEST_F(StaticEntriesTest, LimitIsAnEqualityTestOnAnExistingList) {
   EXPECT_EQ((Lines{"v100/03", "v100/04"}), staticOn(ETH3));
 }
 
-TEST_F(StaticEntriesTest, DeletingWhatIsNotThereGives3WithoutACommand) {
-  EXPECT_EQ(3u, ps().delStaticEntry(ETH2, macEntry(100, 0x01)));
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));
-  takeSent();
-  EXPECT_EQ(3u, ps().delStaticEntry(ETH2, macEntry(200, 0x01)));
-  EXPECT_EQ(Lines{}, takeSent());
-}
-
-TEST_F(StaticEntriesTest, FailuresGive1AndLeaveMemoryUnchanged) {
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));
-  takeSent();
-
-  failNextLocks(1, sim::LockKind::exclusive);
-  EXPECT_EQ(1u, ps().addStaticEntry(ETH2, macEntry(100, 0x02)));
-  failNextLocks(1, sim::LockKind::exclusive);
-  EXPECT_EQ(1u, ps().delStaticEntry(ETH2, macEntry(100, 0x01)));
-  EXPECT_EQ(1u, ps().addStaticEntry(UNKNOWN_ID, macEntry(100, 0x02)));
-  EXPECT_EQ(Lines{}, takeSent());
-
-  driver().failNextOpens(1);
-  EXPECT_EQ(1u, ps().addStaticEntry(ETH2, macEntry(100, 0x02)));
-  driver().refuseNext(psdriver::PSIOC_ADD_STATIC, 1);
-  EXPECT_EQ(1u, ps().addStaticEntry(ETH2, macEntry(100, 0x02)));
-  driver().refuseNext(psdriver::PSIOC_DEL_STATIC, 1);
-  EXPECT_EQ(1u, ps().delStaticEntry(ETH2, macEntry(100, 0x01)));
-  EXPECT_EQ((Lines{"add 2 v100/02 refused", "del 2 v100/01 refused"}), takeSent());
-  EXPECT_EQ(Lines{"v100/01"}, staticOn(ETH2));
-  EXPECT_TRUE(logIsEmpty());
-}
-
-TEST_F(StaticEntriesTest, ClearTreatsOneInterfaceOrAllAndKeepsTheirKeys) {
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(100, 0x01)));
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH3, macEntry(100, 0x02)));
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH3, macEntry(100, 0x03)));
-  takeSent();
-  EXPECT_EQ(0u, ps().clearStaticEntries(ETH3));
-  EXPECT_EQ((Lines{"del 3 v100/02", "del 3 v100/03"}), takeSent());
-  EXPECT_EQ(Lines{"v100/01"}, staticOn(ETH1));
-  EXPECT_EQ(0u, ps().clearStaticEntries());
-  EXPECT_EQ((Lines{"del 1 v100/01"}), takeSent());
-  EXPECT_NE(std::string::npos, dump().find(" Interface: 1\n Interface: 3\n"));
-}
-
-TEST_F(StaticEntriesTest, ClearStopsAtTheFirstRefusalAndLogsOnce) {
+TEST_F(StaticEntriesTest, ClearKeepsTheKeysAndStopsAtTheFirstRefusal) {
   ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(100, 0x01)));
   ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(100, 0x02)));
   ASSERT_EQ(0u, ps().addStaticEntry(ETH3, macEntry(100, 0x03)));
+  ASSERT_EQ(0u, ps().addStaticEntry(GEM1, macEntry(100, 0x04)));
   takeSent();
+  EXPECT_EQ(0u, ps().clearStaticEntries(ETH3));
+  EXPECT_EQ(Lines{"del 3 v100/03"}, takeSent());
   driver().refuseCall(2);
-  EXPECT_EQ(1u, ps().clearStaticEntries(0));
+  EXPECT_EQ(1u, ps().clearStaticEntries());
   EXPECT_EQ((Lines{"del 1 v100/01", "del 1 v100/02 refused"}), takeSent());
   EXPECT_EQ((Lines{"0|PortSecurity::clearStaticEntries error at  delStaticEntry intfid: 1. "
                    "Break the loop and return."}),
             takeLogged());
   EXPECT_EQ(Lines{"v100/02"}, staticOn(ETH1));
-  EXPECT_EQ(Lines{"v100/03"}, staticOn(ETH3));
+  EXPECT_EQ(0u, ps().clearStaticEntries(0));
+  EXPECT_EQ((Lines{"del 1 v100/02", "del 9 v100/04"}), takeSent());
+  EXPECT_NE(std::string::npos, dump().find(" Interface: 1\n Interface: 3\n Interface: 9\n"));
+}
+
+TEST_F(StaticEntriesTest, CachedCountMeetingTheCarriersLimitGives2) {
+  ASSERT_EQ(0u, ps().setLimitStaticMACs(GEM1, 1));
+  ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH2, 2));
+  EXPECT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(MISSING_VLAN, 0x01), 1));
+  EXPECT_EQ(2u, ps().addStaticEntryVirtualPort(GPON, macEntry(MISSING_VLAN, 0x02), 1));
+  EXPECT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(MISSING_VLAN, 0x03)));
+  EXPECT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(MISSING_VLAN, 0x04)));
+  EXPECT_EQ(2u, ps().addStaticEntryApi(ETH2, macEntry(MISSING_VLAN, 0x05)));
+  EXPECT_EQ(
+      (Lines{"0|addStaticEntryVirtualPort:955:macLimit failed for intf: 8, virtualPort: 1\n",
+             "0|addStaticEntryVirtualPort:955:macLimit failed for intf: 2, virtualPort: 0\n"}),
+      takeLogged());
+  EXPECT_EQ(3u, cached().size());
+}
+
+TEST_F(StaticEntriesTest, MovingToAnotherVirtualPortWithdrawsFromTheOldCarrierOnce) {
+  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 0x01), 1));
+  takeSent();
+  EXPECT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 0x01), 2));
+  EXPECT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 0x01), 2));  // in place
+  EXPECT_EQ((Lines{"del 9 v10/01", "add 10 v10/01"}), takeSent());
+  EXPECT_EQ(Lines{"8.2@10:v10/01=1"}, cached());
+  EXPECT_EQ(Lines{}, staticOn(GEM1));
+  EXPECT_EQ(Lines{"v10/01"}, staticOn(GEM2));
+}
+
+TEST_F(StaticEntriesTest, DeleteRemovesTheEntryWhereverItIsCached) {
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 0x01)));
+  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(VLAN10, 0x02)));
+  takeSent();
+  EXPECT_EQ(0u, ps().delStaticEntryVirtualPort(ETH3, macEntry(VLAN10, 0x01), 5));
+  EXPECT_EQ(Lines{"del 1 v10/01"}, takeSent());
+  EXPECT_EQ(Lines{}, cached());
+  // Not cached: nothing happens, even to an entry of the interface layer.
+  EXPECT_EQ(0u, ps().delStaticEntryApi(ETH2, macEntry(VLAN10, 0x02)));
+  EXPECT_EQ(Lines{}, takeSent());
+  EXPECT_EQ(Lines{"v10/02"}, staticOn(ETH2));
+}
+
+TEST_F(StaticEntriesTest, RequestsRefusedBeforeTheCacheLogByKind) {
+  lock().failNextAttempts(1, sim::LockKind::exclusive);
+  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(1u, ps().addStaticEntryApi(UNKNOWN_ID, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(Lines{}, takeLogged());
+  EXPECT_EQ(1u, ps().addStaticEntryApi(GPON, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(1u, ps().addStaticEntryVirtualPort(ETH2, macEntry(VLAN10, 0x01), 3));
+  lock().failNextAttempts(1, sim::LockKind::shared);
+  EXPECT_EQ(1u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 0x01), 1));
+  node().failTypeLookup(true);
+  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ((Lines{"1|addStaticEntryVirtualPort:906:Invalid interface type: 4 for interface: 8\n",
+                   "1|addStaticEntryVirtualPort:920:Invalid interface type: 1 for interface: 2\n",
+                   "0|addStaticEntryVirtualPort:936:getStaticMacLimit failed for intf: 9\n",
+                   "0|addStaticEntryVirtualPort:892:interfaceGetTypeById failed for intf: 2\n"}),
+            takeLogged());
+  EXPECT_EQ(Lines{}, takeSent());
+  EXPECT_EQ(Lines{}, cached());
+}
+
+TEST_F(StaticEntriesTest, DriverRefusalsLogAndKeepWhatWasDoneBefore) {
+  driver().refuseNext(PSIOC_ADD_STATIC, 1);
+  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(Lines{}, cached());
+  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  driver().refuseNext(PSIOC_DEL_STATIC, 2);
+  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(1u, ps().delStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(Lines{"2.0@2:v10/01=1"}, cached());
+  // The move takes the entry off ETH2; the refused add then loses it.
+  driver().refuseNext(PSIOC_ADD_STATIC, 1);
+  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(Lines{}, cached());
+  EXPECT_EQ(Lines{}, staticOn(ETH2));
+  EXPECT_EQ((Lines{"0|addStaticEntryVirtualPort:1011:addStaticEntry failed for intf: 2\n",
+                   "0|addStaticEntryVirtualPort:986:delStaticEntry failed for intf: 2\n",
+                   "0|delStaticEntryVirtualPort:1074:delStaticEntry failed for intf: 2\n",
+                   "0|addStaticEntryVirtualPort:1011:addStaticEntry failed for intf: 1\n"}),
+            takeLogged());
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
-// Byte-exact XDR encodings of the port-security program's records.
+// Byte-exact XDR encodings of the port-security program's records and
+// argument bodies.
 #include <arpa/inet.h>
 #include <string.h>
 
 #include <cstdint>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -12,28 +14,18 @@
 
 namespace {
 
-std::vector<uint8_t> encode(xdrproc_t routine, void* record) {
+// Without `inlineBuffer` the stream never offers an in-line buffer, so the
+// routines must fall back to their per-field primitives.
+std::vector<uint8_t> encode(xdrproc_t routine, void* record, bool inlineBuffer = true) {
+  static std::remove_const_t<std::remove_pointer_t<decltype(XDR::x_ops)>> ops;
   std::vector<uint8_t> buffer(2048);
   XDR xdrs;
   xdrmem_create(&xdrs, reinterpret_cast<char*>(buffer.data()), buffer.size(), XDR_ENCODE);
-  EXPECT_TRUE(routine(&xdrs, record));
-  buffer.resize(xdr_getpos(&xdrs));
-  xdr_destroy(&xdrs);
-  return buffer;
-}
-
-// Memory stream that never offers an in-line buffer, so routines must fall
-// back to their per-field primitives.
-std::vector<uint8_t> encodeWithoutInline(xdrproc_t routine, void* record) {
-  typedef std::remove_const_t<std::remove_pointer_t<decltype(XDR::x_ops)>> ops_t;
-  static ops_t ops;
-  static auto noInline = [](XDR*, u_int) -> int32_t* { return nullptr; };
-  std::vector<uint8_t> buffer(2048);
-  XDR xdrs;
-  xdrmem_create(&xdrs, reinterpret_cast<char*>(buffer.data()), buffer.size(), XDR_ENCODE);
-  ops = *xdrs.x_ops;
-  ops.x_inline = noInline;
-  xdrs.x_ops = &ops;
+  if (!inlineBuffer) {
+    ops = *xdrs.x_ops;
+    ops.x_inline = [](XDR*, u_int) -> int32_t* { return nullptr; };
+    xdrs.x_ops = &ops;
+  }
   EXPECT_TRUE(routine(&xdrs, record));
   buffer.resize(xdr_getpos(&xdrs));
   return buffer;
@@ -54,74 +46,52 @@ xdrproc_t xdrRoutine(Routine routine) {
   return reinterpret_cast<xdrproc_t>(reinterpret_cast<void (*)()>(routine));
 }
 
-rpcPSMacEntry sampleEntry() {
-  rpcPSMacEntry entry = {{0x00, 0x1b, 0x2c, 0x3d, 0x4e, 0xff}, 4094};
-  return entry;
+std::vector<uint32_t> join(std::vector<uint32_t> head, const std::vector<uint32_t>& tail) {
+  head.insert(head.end(), tail.begin(), tail.end());
+  return head;
 }
 
-TEST(XdrWireTest, InterfaceNameTravelsOneCharacterPerUnit) {
+TEST(XdrWireTest, RecordsEncodeToTheirUnitsWithAndWithoutInlineBuffer) {
   rpcInterfaceName name = "abcdefghijklmno";
-  std::vector<uint8_t> bytes = encode(xdrRoutine(xdr_rpcInterfaceName), name);
-  ASSERT_EQ(64u, bytes.size());
-  std::vector<uint32_t> u = units(bytes);
-  for (int i = 0; i < 15; ++i) EXPECT_EQ(static_cast<uint32_t>('a' + i), u[i]) << i;
-  EXPECT_EQ(0u, u[15]);
-}
-
-TEST(XdrWireTest, MacEntryIsSixOctetUnitsThenVlan) {
-  rpcPSMacEntry entry = sampleEntry();
-  std::vector<uint8_t> bytes = encode(xdrRoutine(xdr_rpcPSMacEntry), &entry);
-  ASSERT_EQ(28u, bytes.size());
-  EXPECT_EQ((std::vector<uint32_t>{0x00, 0x1b, 0x2c, 0x3d, 0x4e, 0xff, 4094}), units(bytes));
-}
-
-TEST(XdrWireTest, EmptyMacListResultIsCountThenResult) {
-  rpcResultPSMacEntryList reply;
-  memset(&reply, 0, sizeof reply);
-  reply.result = RPC_PS_NOT_FOUND;
-  std::vector<uint8_t> bytes = encode(xdrRoutine(xdr_rpcResultPSMacEntryList), &reply);
-  EXPECT_EQ((std::vector<uint32_t>{0, 3}), units(bytes));
-}
-
-TEST(XdrWireTest, MultiArgumentBodies) {
-  rpc_ps_add_mac_static_1_argument add = {7, sampleEntry()};
-  rpc_ps_del_mac_static_1_argument del = {7, sampleEntry()};
-  EXPECT_EQ(32u, encode(xdrRoutine(xdr_rpc_ps_add_mac_static_1_argument), &add).size());
-  EXPECT_EQ(32u, encode(xdrRoutine(xdr_rpc_ps_del_mac_static_1_argument), &del).size());
-
-  rpc_ps_add_mac_static_virtual_port_1_argument addPort = {7, sampleEntry(), 9};
-  rpc_ps_del_mac_static_virtual_port_1_argument delPort = {7, sampleEntry(), 9};
-  std::vector<uint8_t> body =
-      encode(xdrRoutine(xdr_rpc_ps_add_mac_static_virtual_port_1_argument), &addPort);
-  EXPECT_EQ((std::vector<uint32_t>{7, 0x00, 0x1b, 0x2c, 0x3d, 0x4e, 0xff, 4094, 9}), units(body));
-  EXPECT_EQ(36u,
-            encode(xdrRoutine(xdr_rpc_ps_del_mac_static_virtual_port_1_argument), &delPort).size());
-
-  rpc_ps_add_vlan_mac_limit_dynamic_1_argument arg = {3, 100, 64};
-  std::vector<uint8_t> bytes =
-      encode(xdrRoutine(xdr_rpc_ps_add_vlan_mac_limit_dynamic_1_argument), &arg);
-  EXPECT_EQ((std::vector<uint32_t>{3, 100, 64}), units(bytes));
-}
-
-TEST(XdrWireTest, InterfaceSettingsEncodeAlikeWithAndWithoutInlineBuffer) {
+  std::vector<uint32_t> nameUnits(16, 0);  // one character per unit
+  for (uint32_t i = 0; i < 15; ++i) nameUnits[i] = 'a' + i;
+  rpcPSMacEntry entry = {{0x00, 0x1b, 0x2c, 0x3d, 0x4e, 0xff}, 4094};
+  const std::vector<uint32_t> entryUnits = {0x00, 0x1b, 0x2c, 0x3d, 0x4e, 0xff, 4094};
+  rpcResultPSMacEntryList emptyList = {};
+  emptyList.result = RPC_PS_NOT_FOUND;
+  rpc_ps_add_mac_static_1_argument add = {7, entry};
+  rpc_ps_del_mac_static_1_argument del = {7, entry};
+  rpc_ps_add_mac_static_virtual_port_1_argument addPort = {7, entry, 9};
+  rpc_ps_del_mac_static_virtual_port_1_argument delPort = {7, entry, 9};
+  rpc_ps_add_vlan_mac_limit_dynamic_1_argument vlanLimit = {3, 100, 64};
   rpcPSVlanSettings vlans[2] = {{10, 5}, {20, 64}};
-  rpcPSIntfSettings settings;
-  memset(&settings, 0, sizeof settings);
-  strcpy(settings.name, "eth0");
+  rpcPSIntfSettings settings = {};
+  strcpy(settings.name, name);
   settings.type = RPC_IFC_GPON;
   settings.state = 1;
   settings.limitDynamic = 300;
   settings.limitStatic = 20;
-  settings.vlans.vlans_len = 2;
-  settings.vlans.vlans_val = vlans;
-
-  std::vector<uint8_t> inlined = encode(xdrRoutine(xdr_rpcPSIntfSettings), &settings);
-  std::vector<uint8_t> separate = encodeWithoutInline(xdrRoutine(xdr_rpcPSIntfSettings), &settings);
-  ASSERT_EQ(84u + 2 * 8, inlined.size());
-  EXPECT_EQ(inlined, separate);
-  std::vector<uint32_t> all = units(inlined);
-  std::vector<uint32_t> tail(all.begin() + 16, all.end());
-  EXPECT_EQ((std::vector<uint32_t>{RPC_IFC_GPON, 1, 300, 20, 2, 10, 5, 20, 64}), tail);
+  settings.vlans = {2, vlans};
+  const std::vector<std::tuple<xdrproc_t, void*, std::vector<uint32_t>>> cases = {
+      {xdrRoutine(xdr_rpcInterfaceName), name, nameUnits},
+      {xdrRoutine(xdr_rpcPSMacEntry), &entry, entryUnits},
+      {xdrRoutine(xdr_rpcResultPSMacEntryList), &emptyList, {0, 3}},  // count, then result
+      {xdrRoutine(xdr_rpc_ps_add_mac_static_1_argument), &add, join({7}, entryUnits)},
+      {xdrRoutine(xdr_rpc_ps_del_mac_static_1_argument), &del, join({7}, entryUnits)},
+      {xdrRoutine(xdr_rpc_ps_add_mac_static_virtual_port_1_argument), &addPort,
+       join(join({7}, entryUnits), {9})},
+      {xdrRoutine(xdr_rpc_ps_del_mac_static_virtual_port_1_argument), &delPort,
+       join(join({7}, entryUnits), {9})},
+      {xdrRoutine(xdr_rpc_ps_add_vlan_mac_limit_dynamic_1_argument), &vlanLimit, {3, 100, 64}},
+      {xdrRoutine(xdr_rpcPSIntfSettings), &settings,
+       join(nameUnits, {RPC_IFC_GPON, 1, 300, 20, 2, 10, 5, 20, 64})},
+  };
+  for (size_t i = 0; i < cases.size(); ++i) {
+    SCOPED_TRACE(i);
+    const auto& [routine, record, expected] = cases[i];
+    EXPECT_EQ(expected, units(encode(routine, record)));
+    EXPECT_EQ(expected, units(encode(routine, record, false)));
+  }
 }
 
 }  // namespace

@@ -1,18 +1,61 @@
-// Factory reset and the management interface's own static entry.
-#include "EntryFixture.h"
+// The entity's own operations: its registration at load, initial state and
+// dependencies, the operations that change nothing, and the factory reset
+// (command order, where it stops, the management interface's own entry).
+#include "EntityTest.h"
+#include "Network.h"
 
 namespace entitytest {
 namespace {
 
-class DefaultSettingsTest : public EntryTest {
+TEST(EntityRegistrationTest, LoadingRegistersTheSingletonOnce) {
+  std::vector<BLEntity*> registered;
+  for (BLEntity* entity : sim::HostRegistry::instance().entities())
+    if (entity->getName() == "portsecurity") registered.push_back(entity);
+  ASSERT_EQ(1u, registered.size());
+  EXPECT_EQ(static_cast<BLEntity*>(&PortSecurity::instance()), registered[0]);
+}
+
+class EntityObjectTest : public EntityTest {};
+
+TEST_F(EntityObjectTest, StartsEmptyAndReplacesTheDependencyListInOrder) {
+  bool state = true;
+  EXPECT_EQ(0u, ps().getState(state));
+  EXPECT_FALSE(state);
+  PortSecurity::macEntryMap_t entries;
+  EXPECT_EQ(0u, ps().getStaticMACs(entries));
+  EXPECT_TRUE(entries.empty());
+  std::list<std::string> dependencies = {"stale"};
+  ps().getDependencies(dependencies);
+  EXPECT_EQ((std::list<std::string>{Interfaces::instance().getName(),
+                                    vqbridge::instance().getName(), Network::instance().getName()}),
+            dependencies);
+}
+
+TEST_F(EntityObjectTest, StopAndConfigurationOperationsChangeNothing) {
+  ASSERT_EQ(0u, ps().setState(ETH1, true));
+  driver().clearCommands();
+  EXPECT_TRUE(ps().stop());  // never started
+  EXPECT_TRUE(ps().stop());
+  boost::shared_ptr<Storage::Setting> setting(new Storage::Setting);
+  ps().applyConfiguration(setting);
+  ps().saveConfiguration(setting);
+  ps().applyConfiguration(boost::shared_ptr<Storage::Setting>());
+  EXPECT_EQ(Lines{}, takeSent());
+  bool state = false;
+  EXPECT_EQ(0u, ps().getState(ETH1, state));
+  EXPECT_TRUE(state);
+  EXPECT_EQ(1, setting.use_count());
+}
+
+class DefaultSettingsTest : public EntityTest {
  protected:
   // A smaller node than the shared one keeps the reset's command list short.
   void SetUp() override {
-    EntryTest::SetUp();
+    EntityTest::SetUp();
     node().reset();
     // Listed out of order: the reset walks interfaces by ascending id.
     for (unsigned int id : {7u, 5u, 3u})
-      addInterface(id, Interfaces::IF_TYPE_ETHERNET, "eth" + std::to_string(id));
+      node().addInterface({id, Interfaces::IF_TYPE_ETHERNET, "eth" + std::to_string(id)});
     for (unsigned short vlan : {10, 20, 30}) node().addVlanQuietly(vlan);
     node().setManagement(sim::ManagementConfig{7, {0x00, 0x11, 0x22, 0x33, 0x44, 0x55}, 10});
   }
@@ -44,40 +87,35 @@ TEST_F(DefaultSettingsTest, FailedGlobalStateStopsTheResetWithTheCacheUntouched)
   EXPECT_EQ(Lines{"5.0@5:v10/01=1"}, cached());
 }
 
-TEST_F(DefaultSettingsTest, ManagementEntryReplacesTheManagementInterfacesEntries) {
+TEST_F(DefaultSettingsTest, ManagementEntryReplacesTheManagementInterfacesEntriesOrLogsWhy) {
+  const std::string prefix = "0|Error in PortSecurity::updateMngStaticEntry: ";
   ASSERT_EQ(0u, ps().addStaticEntry(7, macEntry(20, 0x01)));
   ASSERT_EQ(0u, ps().addStaticEntry(5, macEntry(20, 0x02)));
   takeSent();
-  EXPECT_EQ(0u, ps().updateMngStaticEntry());
-  EXPECT_EQ((Lines{"del 7 v20/01", "add 7 v10/55"}), takeSent());
-  EXPECT_EQ(Lines{"v10/55"}, staticOn(7));
-  EXPECT_EQ(Lines{"v20/02"}, staticOn(5));
-}
-
-TEST_F(DefaultSettingsTest, ManagementEntryFailuresLogTheirCause) {
-  const std::string prefix = "0|Error in PortSecurity::updateMngStaticEntry: ";
   node().failNetworkInfo(5);
   EXPECT_EQ(1u, ps().updateMngStaticEntry());
   EXPECT_EQ(Lines{prefix + "NetworkInfo read failed. Error 5\n"}, takeLogged());
   node().failNetworkInfo(0);
-
   node().failMngIdGet(6);
   EXPECT_EQ(1u, ps().updateMngStaticEntry());
   EXPECT_EQ(Lines{prefix + "interfaceMngIdGet read failed. Error 6\n"}, takeLogged());
   node().failMngIdGet(0);
+  EXPECT_EQ(Lines{}, takeSent());
 
-  ASSERT_EQ(0u, ps().addStaticEntry(7, macEntry(20, 0x01)));
-  driver().refuseNext(psdriver::PSIOC_DEL_STATIC, 1);
+  driver().refuseNext(PSIOC_DEL_STATIC, 1);
   EXPECT_EQ(1u, ps().updateMngStaticEntry());
   EXPECT_EQ((Lines{"0|PortSecurity::clearStaticEntries error at  delStaticEntry intfid: 7. Break "
                    "the loop and return.",
                    prefix + "clearStaticEntries failed.\n"}),
             takeLogged());
-
-  driver().refuseNext(psdriver::PSIOC_ADD_STATIC, 1);
+  driver().refuseNext(PSIOC_ADD_STATIC, 1);
   EXPECT_EQ(1u, ps().updateMngStaticEntry());
   EXPECT_EQ(Lines{prefix + "addStaticEntry for vlan 10 failed.\n"}, takeLogged());
-  EXPECT_EQ(Lines{}, staticOn(7));
+  EXPECT_EQ((Lines{"del 7 v20/01 refused", "del 7 v20/01", "add 7 v10/55 refused"}), takeSent());
+  EXPECT_EQ(0u, ps().updateMngStaticEntry());
+  EXPECT_EQ(Lines{"add 7 v10/55"}, takeSent());
+  EXPECT_EQ(Lines{"v10/55"}, staticOn(7));
+  EXPECT_EQ(Lines{"v20/02"}, staticOn(5));
 }
 
 }  // namespace

@@ -1,0 +1,205 @@
+// The host contracts as the development host implements them: the
+// business-logic lock (re-entry on the holding thread, exclusion across
+// threads), event subscriptions, and the VLAN and GEM events the node raises.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <boost/bind/bind.hpp>
+
+#include "BLLManager.h"
+#include "Notification.h"
+#include "SimHost.h"
+#include "vqbridge.h"
+
+namespace {
+
+// Records the order of events seen by several threads, and lets one thread
+// wait (boundedly) for another to reach a point.
+class Timeline {
+ public:
+  void mark(const std::string& event) {
+    std::lock_guard<std::mutex> guard(mutex);
+    events.push_back(event);
+    changed.notify_all();
+  }
+  bool waitFor(const std::string& event) {
+    std::unique_lock<std::mutex> guard(mutex);
+    return changed.wait_for(guard, std::chrono::seconds(10), [&] {
+      return std::find(events.begin(), events.end(), event) != events.end();
+    });
+  }
+  std::vector<std::string> events;  // read it once the other threads are joined
+
+ private:
+  std::mutex mutex;
+  std::condition_variable changed;
+};
+
+// Gives a thread that should be blocked the chance to (wrongly) get through.
+void letOthersRun() { std::this_thread::sleep_for(std::chrono::milliseconds(30)); }
+
+class HostLockTest : public ::testing::Test {
+ protected:
+  void SetUp() override { sim::reset(); }
+};
+
+TEST_F(HostLockTest, HoldingThreadReentersAsTheContractAllows) {
+  {
+    BLLManager::exclusiveLock_t outer;
+    ASSERT_TRUE(outer.isLocked());
+    {
+      BLLManager::exclusiveLock_t inner;
+      BLLManager::sharedLock_t reader;
+      BLLManager::sharedLock_t nestedReader;
+      EXPECT_TRUE(inner.isLocked() && reader.isLocked() && nestedReader.isLocked());
+    }
+    EXPECT_EQ(1u, sim::BusinessLock::instance().exclusiveDepth());
+    EXPECT_EQ(0u, sim::BusinessLock::instance().sharedDepth());
+  }
+  {
+    BLLManager::sharedLock_t reader;
+    BLLManager::sharedLock_t nestedReader;
+    EXPECT_TRUE(reader.isLocked() && nestedReader.isLocked());
+    BLLManager::exclusiveLock_t writer;
+    EXPECT_FALSE(writer.isLocked());
+  }
+  // Everything was released: another thread can write.
+  bool otherLocked = false;
+  std::thread other([&] { otherLocked = BLLManager::exclusiveLock_t().isLocked(); });
+  other.join();
+  EXPECT_TRUE(otherLocked);
+}
+
+TEST_F(HostLockTest, WriterKeepsEveryoneOutAndReadersKeepWritersOut) {
+  Timeline timeline;
+  const auto attempt = [&](const std::string& who, bool exclusive) {
+    return std::thread([&timeline, who, exclusive] {
+      timeline.mark(who + " waits");
+      const bool in = exclusive ? BLLManager::exclusiveLock_t().isLocked()
+                                : BLLManager::sharedLock_t().isLocked();
+      timeline.mark(who + (in ? " in" : " refused"));
+    });
+  };
+  for (bool exclusive : {false, true}) {
+    BLLManager::exclusiveLock_t* held = new BLLManager::exclusiveLock_t();
+    std::thread other = attempt(exclusive ? "writer" : "reader", exclusive);
+    ASSERT_TRUE(timeline.waitFor(exclusive ? "writer waits" : "reader waits"));
+    letOthersRun();
+    timeline.mark("released");
+    delete held;
+    other.join();
+  }
+  BLLManager::sharedLock_t* held = new BLLManager::sharedLock_t();
+  attempt("reader 2", false).join();  // readers share
+  std::thread writer = attempt("writer 2", true);
+  ASSERT_TRUE(timeline.waitFor("writer 2 waits"));
+  letOthersRun();
+  timeline.mark("released");
+  delete held;
+  writer.join();
+  EXPECT_EQ((std::vector<std::string>{"reader waits", "released", "reader in", "writer waits",
+                                      "released", "writer in", "reader 2 waits", "reader 2 in",
+                                      "writer 2 waits", "released", "writer 2 in"}),
+            timeline.events);
+}
+
+struct Listener {
+  std::vector<std::string> calls;
+  bool first(int value) {
+    calls.push_back("first " + std::to_string(value));
+    return true;
+  }
+  bool second(int value) {
+    calls.push_back("second " + std::to_string(value));
+    return false;
+  }
+  void after(int value) { calls.push_back("after " + std::to_string(value)); }
+};
+
+// Subscribers bound to an object, as entities subscribe.
+typedef Notification::Event<bool(int), void(int)> BoundEvent;
+// Subscribers stored as bare member-function pointers take the object first.
+typedef Notification::Event<bool(Listener*, int), void(Listener*, int)> MemberEvent;
+
+TEST(HostEventTest, UnsubscribeRemovesEveryMemberPointerSubscriptionButNoBoundOne) {
+  using namespace boost::placeholders;
+  Listener listener;
+  BoundEvent bound;
+  bound.subscribePre(boost::bind(&Listener::first, &listener, _1));
+  bound.subscribePost(boost::bind(&Listener::after, &listener, _1));
+  bound.unsubscribePre(&Listener::first);
+  bound.unsubscribePost(&Listener::after);
+  EXPECT_EQ(1u, bound.preCount());
+  bound.raisePost(1);
+  MemberEvent member;
+  member.subscribePre(&Listener::first);
+  member.subscribePre(&Listener::second);
+  member.subscribePre(&Listener::first);
+  member.subscribePre(MemberEvent::preSubscriber_t());
+  member.subscribePost(&Listener::after);
+  member.unsubscribePre(&Listener::first);
+  member.unsubscribePost(&Listener::after);
+  EXPECT_EQ(2u, member.preCount());
+  EXPECT_EQ(0u, member.postCount());
+  EXPECT_FALSE(member.raisePre(&listener, 3));  // the others keep their order
+  EXPECT_EQ((std::vector<std::string>{"after 1", "second 3"}), listener.calls);
+}
+
+class HostServicesTest : public ::testing::Test {
+ protected:
+  void SetUp() override { sim::reset(); }
+
+  static sim::Node& node() { return sim::Node::instance(); }
+};
+
+std::vector<std::string> vlanEventsSeen;
+void noteVlan(const char* when, const char* bridge, unsigned short vlan) {
+  vlanEventsSeen.push_back(std::string(when) + bridge +
+                           (vqbridge::instance().vlanCreated(bridge, vlan) ? " exists" : " gone"));
+}
+
+TEST_F(HostServicesTest, DeletedVlanStillExistsForPreSubscribers) {
+  static bool subscribed = false;  // subscriptions outlive the test
+  if (!subscribed) {
+    subscribed = true;
+    vqbridge& bridge = vqbridge::instance();
+    bridge.vlanCreatedEvent.subscribePost(
+        [](const char* name, unsigned short vlan) { noteVlan("post ", name, vlan); });
+    bridge.vlanDeletedEvent.subscribePre([](const char* name, unsigned short vlan) {
+      noteVlan("pre ", name, vlan);
+      return true;
+    });
+    bridge.vlanDeletedEvent.subscribePost(
+        [](const char* name, unsigned short vlan) { noteVlan("post ", name, vlan); });
+  }
+  vlanEventsSeen.clear();
+  EXPECT_TRUE(node().createVlan(100));
+  EXPECT_FALSE(node().createVlan(100));
+  EXPECT_TRUE(node().deleteVlan(100));
+  EXPECT_FALSE(node().deleteVlan(100));
+  EXPECT_EQ((std::vector<std::string>{"post br0 exists", "pre br0 exists", "post br0 gone"}),
+            vlanEventsSeen);
+}
+
+TEST_F(HostServicesTest, GemEventsBindOnlyForBoundAndRebound) {
+  node().addInterface(sim::InterfaceConfig{5, Interfaces::IF_TYPE_GPON, "gpon0", true, false});
+  unsigned int gem = 0;
+  Interfaces& interfaces = Interfaces::instance();
+  EXPECT_NE(0, interfaces.interfaceGPONGemInterfaceFind(5, 2, gem));
+  EXPECT_TRUE(node().raiseGemEvent(40, 5, 2, Interfaces::GPON_GEM_UNBOUND));
+  EXPECT_NE(0, interfaces.interfaceGPONGemInterfaceFind(5, 2, gem));
+  EXPECT_TRUE(node().raiseGemEvent(40, 5, 2, Interfaces::GPON_GEM_BOUND));
+  EXPECT_TRUE(node().raiseGemEvent(41, 5, 2, Interfaces::GPON_GEM_REBOUND));
+  ASSERT_EQ(0, interfaces.interfaceGPONGemInterfaceFind(5, 2, gem));
+  EXPECT_EQ(41u, gem);
+  EXPECT_FALSE(node().raiseGemEvent(42, 5, 2, 9));
+}
+
+}  // namespace
