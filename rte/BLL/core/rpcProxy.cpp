@@ -2,6 +2,8 @@
 // the process's own service threads, runs the shared RPC receive loop.
 #include "rte/BLL/core/rpcProxy.h"
 
+#include "rte/BLL/core/datagramBounds.h"
+
 #include <arpa/inet.h>
 #include <errno.h>
 #include <netinet/in.h>
@@ -81,6 +83,7 @@ void registerUdp(unsigned long program, unsigned long version, dispatch_t dispat
            program, version);
     return;
   }
+  boundDecodingToDatagram(transport);
   if (!svc_register(transport, program, version, dispatch, IPPROTO_UDP)) {
     report("%s:%d Cannot register UDP RPC service 0x%08lx/%lu, version %lu.\n", kLineUdpRegister,
            program, version);
