@@ -21,10 +21,21 @@ extern char** environ;
 namespace e2e {
 namespace {
 
+// A cross-built suite runs emulated, and so must the programs it starts:
+// PS_EMULATOR is the emulator's command line, empty for a native build.
+std::vector<std::string> emulated(const std::vector<std::string>& argv) {
+  std::vector<std::string> words;
+  std::istringstream emulator(PS_EMULATOR);
+  for (std::string word; emulator >> word;) words.push_back(word);
+  words.insert(words.end(), argv.begin(), argv.end());
+  return words;
+}
+
 // Starts `argv` with its output streams appended to the files `out` and `err`.
 pid_t spawn(const std::vector<std::string>& argv, const std::string& out, const std::string& err) {
+  const std::vector<std::string> command = emulated(argv);
   std::vector<char*> args;
-  for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+  for (const std::string& arg : command) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
