@@ -33,9 +33,8 @@ std::vector<std::string> emulated(const std::vector<std::string>& argv) {
 
 // Starts `argv` with its output streams appended to the files `out` and `err`.
 pid_t spawn(const std::vector<std::string>& argv, const std::string& out, const std::string& err) {
-  const std::vector<std::string> command = emulated(argv);
   std::vector<char*> args;
-  for (const std::string& arg : command) args.push_back(const_cast<char*>(arg.c_str()));
+  for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
@@ -63,6 +62,7 @@ std::vector<std::string> RunResult::lines() const {
 }
 
 RunResult run(std::vector<std::string> argv) {
+  argv = emulated(argv);
   argv.insert(argv.begin(), {"/usr/bin/timeout", "-s", "KILL", "30"});
   TempDir dir;
   const std::string outPath = dir.file("out"), errPath = dir.file("err");
@@ -79,7 +79,7 @@ RunResult run(std::vector<std::string> argv) {
 Pshost::Pshost(const std::string& nodeFile) : controlPath(dir.file("control")) {
   std::vector<std::string> argv = {binary("pshost"), "--control", controlPath};
   if (!nodeFile.empty()) argv.insert(argv.end(), {"--node", nodeFile});
-  pid = spawn(argv, dir.file("log"), dir.file("log"));
+  pid = spawn(emulated(argv), dir.file("log"), dir.file("log"));
   for (int attempt = 0; pid > 0 && !up && attempt < 100; ++attempt) {
     up = psctl({"--timeout", "1", "ping"}).status == 0;
     if (!up) std::this_thread::sleep_for(std::chrono::milliseconds(100));
