@@ -23,6 +23,8 @@ if ! rpcinfo -p 127.0.0.1 >/dev/null 2>&1; then
   echo "starting rpcbind"
   sudo_cmd=""
   [ "$(id -u)" -ne 0 ] && sudo_cmd="sudo"
-  $sudo_cmd /usr/sbin/rpcbind -w || $sudo_cmd /usr/sbin/rpcbind
+  $sudo_cmd /usr/sbin/rpcbind -w 2>/dev/null || $sudo_cmd /usr/sbin/rpcbind 2>/dev/null || true
   for _ in $(seq 50); do rpcinfo -p 127.0.0.1 >/dev/null 2>&1 && break; sleep 0.1; done
+  rpcinfo -p 127.0.0.1 >/dev/null 2>&1 ||
+    { echo "install-deps.sh: rpcbind does not answer on 127.0.0.1; start it (/usr/sbin/rpcbind -w) and try again" >&2; exit 1; }
 fi
