@@ -30,7 +30,7 @@ class BLEntity {
   std::string name;
 
  protected:
-  virtual ~BLEntity();
+  virtual ~BLEntity() = default;
 };
 
 // The entity's operations, then the two destructor entries (complete, deleting).
