@@ -4,6 +4,7 @@
 // remembered static entries and the driver agree and no limit is exceeded.
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <thread>
 #include <vector>
 
@@ -17,7 +18,7 @@ namespace {
 
 using namespace rpctest;
 
-const unsigned int kRounds = 40, kClients = 4;
+const unsigned int kRounds = 60, kClients = 4, kEventRounds = 5000, kLateBindRound = 10;
 const unsigned int kGpon = 4, kGem1 = 40, kGem2 = 41, kLateGem = 42, kLateVport = 3;
 const unsigned short kToggledVlan = 100, kFirstVlan = 100, kVlanCount = 10;
 const unsigned int kStaticLimit = 20, kVlanLimitsPerInterface = 8;
@@ -85,22 +86,23 @@ void clientRounds(const char* transport, unsigned int client, std::atomic<unsign
 // and applied again, and a virtual port without a GEM port gets one. Each
 // port is rebound to its own GEM interface only: rebinding to another one
 // deliberately leaves applied entries where they were.
-void eventRounds() {
+void eventRounds(const std::atomic<bool>& clientsDone) {
   PortSecurity& entity = PortSecurity::instance();
   sim::Node& node = sim::Node::instance();
   const auto gem = [&](unsigned int gemIntf, unsigned int vport, int kind) {
     node.bindGem({kGpon, vport, gemIntf});
     entity.GPONGemEvent(gemIntf, kGpon, vport, Interfaces::interfaceGPONEvent_t(kind));
   };
-  for (unsigned int round = 0; round < kRounds; ++round) {
+  // Until the clients are done, at most kEventRounds rounds.
+  for (unsigned int round = 0; round < kEventRounds && !clientsDone; ++round) {
     entity.vlanDelEvent("br0", kToggledVlan);
     node.deleteVlan(kToggledVlan);
     gem(kGem1, 1, 2);
     node.createVlan(kToggledVlan);
     entity.vlanAddEvent("br0", kToggledVlan);
     gem(kGem2, 2, round % 2 == 0 ? 0 : 2);
-    if (round == kRounds / 2) gem(kLateGem, kLateVport, 0);
-    std::this_thread::yield();
+    if (round == kLateBindRound) gem(kLateGem, kLateVport, 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));  // lets the clients in
   }
 }
 
@@ -132,11 +134,14 @@ TEST(ConcurrencyStressTest, ClientsAndHostEventsLeaveCacheEntriesAndDriverInStep
   std::atomic<unsigned int> lost{0};
   {
     ServingLoop loop;
-    std::vector<std::thread> threads;
+    std::atomic<bool> clientsDone{false};
+    std::thread events(eventRounds, std::cref(clientsDone));
+    std::vector<std::thread> clients;
     for (unsigned int client = 0; client < kClients; ++client)
-      threads.emplace_back(clientRounds, client % 2 == 0 ? "udp" : "tcp", client, std::ref(lost));
-    threads.emplace_back(eventRounds);
-    for (std::thread& thread : threads) thread.join();
+      clients.emplace_back(clientRounds, client % 2 == 0 ? "udp" : "tcp", client, std::ref(lost));
+    for (std::thread& thread : clients) thread.join();
+    clientsDone = true;
+    events.join();
     EXPECT_EQ(0u, lost.load()) << "calls without a reply";
 
     for (const char* transport : {"udp", "tcp"}) {
