@@ -2,6 +2,7 @@
 // once for each of those commands with exactly that command refused: the
 // result and the memory that each refusal leaves behind, and no driver
 // handle left open. A lock that cannot be taken changes nothing.
+#include <algorithm>
 #include <functional>
 
 #include "EntityTest.h"

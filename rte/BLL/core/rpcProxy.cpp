@@ -7,7 +7,6 @@
 #include <arpa/inet.h>
 #include <errno.h>
 #include <netinet/in.h>
-#include <rpc/rpc_com.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/select.h>
@@ -36,8 +35,6 @@ const int kLineTcpCreate = 89;
 const int kLineTcpRegister = 93;
 
 const int kListenBacklog = 128;
-// Far above the largest request of any program registered here.
-const int kLargestRecord = 16 * 1024;
 const int kLoopDescriptors = 1024;
 
 typedef void (*dispatch_t)(struct svc_req*, SVCXPRT*);
@@ -118,11 +115,6 @@ void registerTcp(unsigned long program, unsigned long version, dispatch_t dispat
         kLineTcpListen, program, version);
     return;
   }
-  // Connections are then read without blocking, a record at a time, so a
-  // client that stalls in the middle of a record or announces a huge one
-  // cannot hold up the receive loop that every client shares.
-  int largestRecord = kLargestRecord;
-  (void)rpc_control(RPC_SVC_CONNMAXREC_SET, &largestRecord);
   SVCXPRT* transport = svctcp_create(sock, 0, 0);
   if (transport == nullptr) {
     report("%s:%d Cannot create TCP RPC service 0x%08lx/%lu, version %lu.\n", kLineTcpCreate,
