@@ -11,10 +11,8 @@
 #include <gtest/gtest.h>
 
 #include "PortSecurity.h"
+#include "RpcTestSupport.h"
 #include "SimHost.h"
-#include "portsecurity.h"
-#include "portsecurity/rpc/PortSecurityRpc.h"
-#include "rte/BLL/core/rpcProxy.h"
 
 bool operator==(const rpcPSMacEntry& a, const rpcPSMacEntry& b) {
   return memcmp(a.mac, b.mac, sizeof a.mac) == 0 && a.vlan == b.vlan;
@@ -22,36 +20,7 @@ bool operator==(const rpcPSMacEntry& a, const rpcPSMacEntry& b) {
 
 namespace {
 
-template <class Routine>
-xdrproc_t xdrRoutine(Routine routine) {
-  return reinterpret_cast<xdrproc_t>(reinterpret_cast<void (*)()>(routine));
-}
-
-// The process's receive loop on a proxy of a loop-running name, serving the
-// program registered beforehand from this thread. Joined on destruction.
-class ServingLoop {
- public:
-  explicit ServingLoop(const std::string& name = "BLLManager_mng")
-      : proxy([](void*) -> void* { return nullptr; }, name) {
-    rpcPortsecurityStart(nullptr);
-    proxy.start();
-  }
-  ~ServingLoop() { proxy.stop(false); }
-
- private:
-  RPCProxy proxy;
-};
-
-struct timeval callLimit = {10, 0};  // bounds a lost request; no time is asserted
-
-CLIENT* connect(const char* transport) {
-  return clnt_create("127.0.0.1", PORTSECURITY_PROGRAM, PORTSECURITY_VERSION, transport);
-}
-
-bool ping(CLIENT* client) {
-  return clnt_call(client, NULLPROC, xdrRoutine(xdr_void), nullptr, xdrRoutine(xdr_void), nullptr,
-                   callLimit) == RPC_SUCCESS;
-}
+using namespace rpctest;
 
 TEST(RpcLoopTest, LoopThreadServesUntilStopped) {
   for (const std::string name : {"BLLManager_mng", "dhcpra_fun"}) {

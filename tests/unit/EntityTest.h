@@ -165,6 +165,23 @@ class EntityTest : public ::testing::Test {
     return out.str();
   }
 
+  // Everything the getters and the dump tell about the entity's memory.
+  std::string memory() {
+    bool global = false;
+    ps().getState(global);
+    std::ostringstream text;
+    text << global << dump();
+    PortSecurity::interfaceSettingsMap_t settings;
+    ps().getInterfaceSettings(settings);
+    for (const auto& item : settings) {
+      text << " | " << item.first << ' ' << item.second.state << ' ' << item.second.limitDynamicMACs
+           << ' ' << item.second.limitStaticMACs;
+      for (const auto& limit : item.second.vlanLimitDynamicMACs)
+        text << ' ' << limit.first << '=' << limit.second;
+    }
+    return text.str();
+  }
+
  private:
   static void buildNode() {
     typedef Interfaces I;

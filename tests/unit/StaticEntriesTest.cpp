@@ -1,6 +1,6 @@
 // Static entries on a driver interface (limits, moves between interfaces,
 // clearing) and per interface and virtual port (the cache, the carrier that
-// applies them, and every refusal with its log line).
+// applies them, and the refusals made before the cache with their log lines).
 #include "EntityTest.h"
 
 namespace entitytest {
@@ -117,27 +117,6 @@ TEST_F(StaticEntriesTest, RequestsRefusedBeforeTheCacheLogByKind) {
             takeLogged());
   EXPECT_EQ(Lines{}, takeSent());
   EXPECT_EQ(Lines{}, cached());
-}
-
-TEST_F(StaticEntriesTest, DriverRefusalsLogAndKeepWhatWasDoneBefore) {
-  driver().refuseNext(PSIOC_ADD_STATIC, 1);
-  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
-  EXPECT_EQ(Lines{}, cached());
-  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
-  driver().refuseNext(PSIOC_DEL_STATIC, 2);
-  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 0x01)));
-  EXPECT_EQ(1u, ps().delStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
-  EXPECT_EQ(Lines{"2.0@2:v10/01=1"}, cached());
-  // The move takes the entry off ETH2; the refused add then loses it.
-  driver().refuseNext(PSIOC_ADD_STATIC, 1);
-  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 0x01)));
-  EXPECT_EQ(Lines{}, cached());
-  EXPECT_EQ(Lines{}, staticOn(ETH2));
-  EXPECT_EQ((Lines{"0|addStaticEntryVirtualPort:1011:addStaticEntry failed for intf: 2\n",
-                   "0|addStaticEntryVirtualPort:986:delStaticEntry failed for intf: 2\n",
-                   "0|delStaticEntryVirtualPort:1074:delStaticEntry failed for intf: 2\n",
-                   "0|addStaticEntryVirtualPort:1011:addStaticEntry failed for intf: 1\n"}),
-            takeLogged());
 }
 
 }  // namespace

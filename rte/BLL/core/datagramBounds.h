@@ -1,11 +1,22 @@
 // Keeps the decoding of a UDP request within the datagram that carried it.
 // The library's datagram transport decodes from its whole receive buffer, so
 // a body that ends early would otherwise be completed from bytes of earlier
-// requests instead of failing to decode. Call from the thread that serves
-// the transport, before it serves requests.
+// requests instead of failing to decode.
+//
+// The wrapped operations must be in place before the receive loop, which
+// runs on another thread, can serve the transport: hold the socket's
+// datagrams back before the transport is created on it, and let them in
+// with boundDecodingToDatagram once it is. Both run on the registering
+// thread; the wrapped operations then run on the loop's thread.
 #pragma once
 
 #include <rpc/rpc.h>
 
-// Wraps the transport's receive, argument and reply operations.
-void boundDecodingToDatagram(SVCXPRT* transport);
+// Makes the socket drop every datagram until boundDecodingToDatagram lets
+// them in. False, with errno set, when the socket refuses.
+bool holdDatagramsBack(int sock);
+
+// Takes the transport out of the loop's set, wraps its receive and argument
+// operations, lets datagrams in and puts the transport back. False, with
+// errno set, when the socket's datagrams could not be let in.
+bool boundDecodingToDatagram(SVCXPRT* transport);

@@ -65,7 +65,7 @@ bool bindLoopback(int sock) {
 // came up keeps its descriptor for the life of the process.
 void registerUdp(unsigned long program, unsigned long version, dispatch_t dispatch) {
   int sock = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
-  if (sock < 0) {
+  if (sock < 0 || !holdDatagramsBack(sock)) {
     reportWithErrno(
         "%s:%d Cannot create UDP socket for RPC service 0x%08lx/%lu, version %lu (%d - %s).\n",
         kLineUdpSocket, program, version);
@@ -83,7 +83,11 @@ void registerUdp(unsigned long program, unsigned long version, dispatch_t dispat
            program, version);
     return;
   }
-  boundDecodingToDatagram(transport);
+  if (!boundDecodingToDatagram(transport)) {
+    report("%s:%d Cannot create UDP RPC service 0x%08lx/%lu, version %lu.\n", kLineUdpCreate,
+           program, version);
+    return;
+  }
   if (!svc_register(transport, program, version, dispatch, IPPROTO_UDP)) {
     report("%s:%d Cannot register UDP RPC service 0x%08lx/%lu, version %lu.\n", kLineUdpRegister,
            program, version);
