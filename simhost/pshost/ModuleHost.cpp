@@ -19,12 +19,13 @@ std::string defaultModulePath() {
   return path.substr(0, path.rfind('/') + 1) + "libportsecurity.so";
 }
 
-void loadModule(const std::string& path) {
+std::string loadModule(const std::string& path) {
   size_t before = sim::HostRegistry::instance().entities().size();
   // Resolve every symbol now, so that a module built against other host
   // contracts fails here rather than in the middle of a request. The handle
   // stays open for the life of the process.
-  if (::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL) == nullptr) {
+  void* module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (module == nullptr) {
     // The loader's text starts with the path already.
     const char* reason = ::dlerror();
     throw std::runtime_error(reason != nullptr ? "module " + std::string(reason)
@@ -32,6 +33,10 @@ void loadModule(const std::string& path) {
   }
   if (sim::HostRegistry::instance().entities().size() == before)
     throw std::runtime_error("module " + path + ": registered no entity");
+  // Read from an exported string rather than asked of the module, which
+  // would then have to write something itself.
+  const char* version = static_cast<const char*>(::dlsym(module, "portsecurityModuleVersion"));
+  return version != nullptr ? version : "unknown";
 }
 
 std::vector<std::string> startEntities() {
