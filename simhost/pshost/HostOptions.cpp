@@ -49,7 +49,8 @@ void printHostUsage() {
       "  --node FILE     the node to simulate, as JSON (default: the built-in\n"
       "                  optical line terminal of examples/olt.json)\n"
       "  --control PATH  the control channel's UNIX socket (default %s)\n"
-      "  --module PATH   the module to load (default: libportsecurity.so beside pshost)\n"
+      "  --module PATH   the module to load (default: libportsecurity.so beside\n"
+      "                  pshost, else the installed plug-in)\n"
       "  --version       the version and commit of this pshost\n"
       "  -h, --help      this text\n",
       kDefaultControlPath);

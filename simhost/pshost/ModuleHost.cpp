@@ -16,7 +16,15 @@ std::string defaultModulePath() {
   ssize_t n = ::readlink("/proc/self/exe", executable, sizeof executable - 1);
   if (n <= 0) return "libportsecurity.so";
   std::string path(executable, static_cast<size_t>(n));
-  return path.substr(0, path.rfind('/') + 1) + "libportsecurity.so";
+  const std::string directory = path.substr(0, path.rfind('/') + 1);
+  // Beside the executable in a build tree; in the plug-in directory once
+  // installed.
+  const std::string beside = directory + "libportsecurity.so";
+#ifdef PS_BIN_TO_PLUGINS
+  if (::access(beside.c_str(), F_OK) != 0)
+    return directory + PS_BIN_TO_PLUGINS + "/libportsecurity.so";
+#endif
+  return beside;
 }
 
 std::string loadModule(const std::string& path) {

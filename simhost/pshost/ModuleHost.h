@@ -10,7 +10,8 @@ class BLEntity;
 
 namespace pshost {
 
-// libportsecurity.so in the directory of the running executable.
+// libportsecurity.so in the directory of the running executable, or else in
+// the plug-in directory of the tree the executable is installed in.
 std::string defaultModulePath();
 
 // Loads the module; its load-time code registers its entities with the host.
