@@ -24,6 +24,20 @@ file(RELATIVE_PATH PS_BIN_TO_PLUGINS ${CMAKE_INSTALL_FULL_BINDIR}
 set_target_properties(pshost PROPERTIES INSTALL_RPATH "$ORIGIN/${PS_BIN_TO_PLUGINS}")
 target_compile_definitions(pshost PRIVATE PS_BIN_TO_PLUGINS="${PS_BIN_TO_PLUGINS}")
 
+# Before anything is copied: a destination that cannot be written is named in
+# one line, with what to do about it.
+install(CODE [[
+  set(ps_destination "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
+  execute_process(COMMAND mkdir -p "${ps_destination}" RESULT_VARIABLE ps_failed
+                  OUTPUT_QUIET ERROR_QUIET)
+  if(NOT ps_failed)
+    execute_process(COMMAND test -w "${ps_destination}" RESULT_VARIABLE ps_failed)
+  endif()
+  if(ps_failed)
+    message(FATAL_ERROR "cannot write to the install prefix ${ps_destination}: choose another with --prefix or DESTDIR, or install as a user who may write there")
+  endif()
+]] ALL_COMPONENTS)
+
 install(TARGETS portsecurity LIBRARY DESTINATION ${PS_PLUGIN_DIR} COMPONENT module)
 install(TARGETS simhost LIBRARY DESTINATION ${PS_PLUGIN_DIR} COMPONENT tools)
 install(TARGETS pshost psctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
@@ -36,7 +50,7 @@ install(FILES tools/psctl/psctl.bash-completion
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions RENAME psctl
         COMPONENT tools)
 
-# Man pages and the Debian changelog are installed compressed, with no time
+# Man pages and the changelog are installed compressed, with no time
 # stamp in the gzip header so that two builds give the same bytes.
 find_program(GZIP gzip REQUIRED)
 set(PS_PACKAGING_OUT ${CMAKE_BINARY_DIR}/packaging)
@@ -54,14 +68,14 @@ foreach(page psctl.1 pshost.1)
 endforeach()
 configure_file(packaging/changelog.in ${PS_PACKAGING_OUT}/changelog @ONLY)
 add_custom_command(
-  OUTPUT ${PS_PACKAGING_OUT}/changelog.Debian.gz
-  COMMAND ${GZIP} -9nc ${PS_PACKAGING_OUT}/changelog > ${PS_PACKAGING_OUT}/changelog.Debian.gz
+  OUTPUT ${PS_PACKAGING_OUT}/changelog.gz
+  COMMAND ${GZIP} -9nc ${PS_PACKAGING_OUT}/changelog > ${PS_PACKAGING_OUT}/changelog.gz
   DEPENDS ${PS_PACKAGING_OUT}/changelog)
-list(APPEND PS_COMPRESSED ${PS_PACKAGING_OUT}/changelog.Debian.gz)
+list(APPEND PS_COMPRESSED ${PS_PACKAGING_OUT}/changelog.gz)
 add_custom_target(compressed_docs ALL DEPENDS ${PS_COMPRESSED})
 
 foreach(component module tools)
   string(TOUPPER ${component} upper)
-  install(FILES packaging/copyright ${PS_PACKAGING_OUT}/changelog.Debian.gz
+  install(FILES packaging/copyright ${PS_PACKAGING_OUT}/changelog.gz
           DESTINATION ${PS_${upper}_DOCDIR} COMPONENT ${component})
 endforeach()

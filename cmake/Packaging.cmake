@@ -95,4 +95,9 @@ elseif(DPKG)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS}, ${PS_TARGET_DEPENDS}")
 endif()
 
+# lintian (scripts/package.sh runs it) reports no errors or warnings. At
+# information level it notes binary-has-unneeded-section .comment: CPack
+# strips with plain `strip`, which keeps the compiler's identification; it
+# does no harm and is left.
+
 include(CPack)
