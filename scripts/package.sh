@@ -52,5 +52,5 @@ if command -v lintian >/dev/null; then
   # cmake/Packaging.cmake.
   lintian --fail-on error,warning build-package*/packages/*.deb
 else
-  echo "package.sh: lintian is not installed: packages not checked"
+  echo "package.sh: lintian is not installed (scripts/install-deps.sh --all): packages not checked"
 fi
