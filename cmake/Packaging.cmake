@@ -64,8 +64,12 @@ if(NOT CMAKE_CROSSCOMPILING AND DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
 elseif(DPKG)
   # The Debian package (and its version) that owns a library file of the target.
+  set(PS_MULTIARCH ${CMAKE_LIBRARY_ARCHITECTURE})
+  if(NOT PS_MULTIARCH)
+    set(PS_MULTIARCH ${CMAKE_SYSTEM_PROCESSOR}-linux-gnu)
+  endif()
   function(ps_owning_package soname out)
-    foreach(dir /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE} /lib/${CMAKE_LIBRARY_ARCHITECTURE})
+    foreach(dir /usr/lib/${PS_MULTIARCH} /lib/${PS_MULTIARCH})
       if(EXISTS ${dir}/${soname})
         execute_process(COMMAND ${DPKG} -S ${dir}/${soname} OUTPUT_VARIABLE owner
                         RESULT_VARIABLE failed ERROR_QUIET OUTPUT_STRIP_TRAILING_WHITESPACE)
