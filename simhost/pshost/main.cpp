@@ -59,7 +59,8 @@ int run(const pshost::HostOptions& options, const sigset_t& stopSignals) {
   } catch (const std::runtime_error& error) {
     return startFailure(error.what());
   }
-  std::fprintf(stderr, "pshost: loaded %s, version %s\n", modulePath.c_str(), moduleVersion.c_str());
+  std::fprintf(stderr, "pshost: loaded %s, version %s\n", modulePath.c_str(),
+               moduleVersion.c_str());
   std::vector<std::string> entities = pshost::startEntities();
   RPCProxy receiveLoop(noPrograms, "BLLManager_mng");
   receiveLoop.start();

@@ -16,6 +16,13 @@ const std::string kManagement =
     R"("management": {"interface": 1, "mac": "02:00:00:00:00:01", "vlan": 10})";
 const std::string kGood = "{" + kInterfaces + ", " + kManagement;
 
+// A node with Ethernet interfaces 2 and 3 of these names.
+std::string namingNode(const std::string& name2, const std::string& name3) {
+  const std::string intf = R"({"type": 1, "id": )";
+  return "{" + kManagement + R"(, "interfaces": [{"id": 1, "name": "mng", "type": 2}, )" + intf +
+         R"(2, "name": ")" + name2 + R"("}, )" + intf + R"(3, "name": ")" + name3 + R"("}]})";
+}
+
 TEST(NodeFileTest, WrongStartupInputIsNamedInOneLineWithStatus2) {
   e2e::TempDir dir;
   const std::string ctl = dir.file("control");
@@ -34,9 +41,8 @@ TEST(NodeFileTest, WrongStartupInputIsNamedInOneLineWithStatus2) {
       {kGood + R"(, "driver": {"buckets": 0}})", "driver.buckets: out of range (1 to 65536)\n"},
       {R"({"interfaces": [{"id": 1, "name": "a", "type": 2}, {"id": 1, "name": "b", "type": 1}]})",
        "interfaces[1].id: duplicate id 1\n"},
-      {"{" + kManagement + R"(, "interfaces": [{"id": 1, "name": "mng", "type": 2},
-          {"id": 2, "name": ")" + std::string(64, 'e') + R"(", "type": 1}]})",
-       "interfaces[1].name: '" + std::string(64, 'e') + "' is longer than 63 characters\n"},
+      {namingNode("eth2", std::string(64, 'e')),
+       "interfaces[2].name: '" + std::string(64, 'e') + "' is longer than 63 characters\n"},
       {"[]", "top level: expected an object\n"},
       {R"({"interfaces": [)", "parse error at line 1"},
   };
@@ -68,9 +74,7 @@ TEST(NodeFileTest, WrongStartupInputIsNamedInOneLineWithStatus2) {
 TEST(NodeFileTest, LongInterfaceNamesAreKeptByTheHostAndCutOnTheWire) {
   e2e::TempDir dir;
   const std::string name21 = "ethernet-port-0000021", name63(63, 'n');
-  e2e::Pshost host(dir.write("node.json", "{" + kManagement + R"(, "interfaces": [
-      {"id": 1, "name": "mng", "type": 2}, {"id": 2, "name": ")" + name21 + R"(", "type": 1},
-      {"id": 3, "name": ")" + name63 + R"(", "type": 1}]})"));
+  e2e::Pshost host(dir.write("node.json", namingNode(name21, name63)));
   ASSERT_TRUE(host.ready());
   const std::string table = host.sim("interfaces").out;
   EXPECT_NE(std::string::npos, table.find("\n2   " + name21 + " ")) << table;
