@@ -63,11 +63,15 @@ if(NOT CMAKE_CROSSCOMPILING AND DPKG_SHLIBDEPS)
   # libsimhost.so is pshost's private library, shipped in the same package.
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
 elseif(DPKG)
-  # The Debian package (and its version) that owns a library file of the target.
+  if(NOT CMAKE_CROSSCOMPILING)
+    message(STATUS "dpkg-shlibdeps not found (install dpkg-dev): the packages' Depends are "
+                   "stated from the installed libraries instead")
+  endif()
   set(PS_MULTIARCH ${CMAKE_LIBRARY_ARCHITECTURE})
   if(NOT PS_MULTIARCH)
     set(PS_MULTIARCH ${CMAKE_SYSTEM_PROCESSOR}-linux-gnu)
   endif()
+  # The Debian package (and its version) that owns a library file of the target.
   function(ps_owning_package soname out)
     foreach(dir /usr/lib/${PS_MULTIARCH} /lib/${PS_MULTIARCH})
       if(EXISTS ${dir}/${soname})
