@@ -36,7 +36,7 @@ for tool in psctl pshost; do
   grep -Eq "^$tool [0-9]+\.[0-9]+\.[0-9]+ \(commit [0-9a-f]+|unknown\)$" <<<"$version" ||
     fail "$tool --version: '$version'"
 done
-ldd "$root/bin/pshost" | grep -q "libsimhost.so => $root" ||
+ldd "$root/bin/pshost" | grep -qF "libsimhost.so => $root/" ||
   fail "pshost does not find the installed libsimhost: $(ldd "$root/bin/pshost" | grep simhost)"
 # pshost loads the installed module by default and serves on the default node.
 "$root/bin/pshost" --control "$work/ctl" 2>"$work/pshost.err" &
@@ -80,8 +80,10 @@ touch "$work/file"
 if DESTDIR="$work/file/sub" cmake --install "$build" >/dev/null 2>"$work/err"; then
   fail "install into an unwritable place succeeded"
 fi
-grep -q "cannot write to the install prefix $work/file/sub$prefix: choose another" "$work/err" ||
-  fail "unwritable prefix: $(cat "$work/err")"
+# CMake wraps its error text; read it as one line.
+message=$(tr -s '\n ' '  ' <"$work/err")
+grep -qF "cannot write to the install prefix $work/file/sub$prefix: choose another" <<<"$message" ||
+  fail "unwritable prefix: $message"
 
 [ $failures -eq 0 ] && echo "install test: all checks passed"
 exit $((failures > 0))
