@@ -13,8 +13,9 @@
 class BLEntity : public Storage::StorageItem {
  public:
   explicit BLEntity(const std::string& entityName) : name(entityName) {}
-  ~BLEntity() override = default;
 
+  // The host calls these through fixed vtable slots, in this order, with the
+  // destructor after them: keep the order (see docs/host-contracts.md).
   virtual void applyConfiguration(boost::shared_ptr<Storage::Setting> setting) = 0;
   virtual void saveConfiguration(boost::shared_ptr<Storage::Setting> setting) const = 0;
   virtual bool start() = 0;
@@ -23,6 +24,7 @@ class BLEntity : public Storage::StorageItem {
   virtual bool stop() = 0;
   // Replaces `dependencies` with the names of the entities this one needs.
   virtual void getDependencies(std::list<std::string>& dependencies) = 0;
+  virtual ~BLEntity() = default;
 
   const std::string& getName() const { return name; }
 

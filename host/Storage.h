@@ -8,10 +8,13 @@
 
 namespace Storage {
 
-// Root of everything that takes part in configuration storage.
+// Root of everything that takes part in configuration storage. It declares
+// nothing virtual: the first slots of an entity's vtable belong to BLEntity's
+// operations, and the host deletes entities through BLEntity.
 class StorageItem {
- public:
-  virtual ~StorageItem() = default;
+ protected:
+  StorageItem() = default;
+  ~StorageItem() = default;
 };
 
 // A node of the host's configuration tree, opaque to entities.

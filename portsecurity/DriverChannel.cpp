@@ -23,7 +23,8 @@ bool DriverChannel::issueValue(unsigned long code, unsigned long value) {
 }
 
 bool DriverChannel::readBucketCount(uint32_t& bucketCount) {
-  psdriver::psTableInfoArg_t info = {};
+  psdriver::psTableInfoArg_t info;
+  psdriver::clearRecord(info);
   if (!issue(psdriver::PSIOC_GET_TABLE_INFO, &info)) return false;
   bucketCount = info.bucketCount;
   return true;

@@ -33,7 +33,8 @@ class DriverChannel {
   template <class Visitor>
   void walkEntries(uint32_t bucketCount, Visitor&& visit) {
     if (bucketCount == 0) return;
-    psdriver::psTableEntryArg_t entry = {};
+    psdriver::psTableEntryArg_t entry;
+    psdriver::clearRecord(entry);
     entry.bucket = 0;
     entry.position = 0;
     for (;;) {

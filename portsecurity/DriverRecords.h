@@ -7,6 +7,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <type_traits>
 
 namespace psdriver {
 
@@ -120,5 +122,14 @@ static_assert(sizeof(psTableEntryArg_t) == 48 && offsetof(psTableEntryArg_t, mac
 static_assert(sizeof(psViolationArg_t) == 26 && offsetof(psViolationArg_t, mac) == 18 &&
                   offsetof(psViolationArg_t, vlan) == 24,
               "driver ABI");
+
+// Clears a record over its whole length before its fields are set, so that
+// padding and unused bytes reach the driver as zero; value-initialisation
+// (`= {}`) does not promise that for padding.
+template <class Record>
+void clearRecord(Record& record) {
+  static_assert(std::is_trivially_copyable<Record>::value, "driver records are plain bytes");
+  std::memset(&record, 0, sizeof record);
+}
 
 }  // namespace psdriver

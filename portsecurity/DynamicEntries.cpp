@@ -89,7 +89,8 @@ unsigned int PortSecurity::getLastViolation(unsigned int id, macEntry_t& out) co
   BLLManager::sharedLock_t lock;
   if (!lock.isLocked()) return 1;
   if (!knownInterface(id)) return 1;
-  psdriver::psViolationArg_t record = {};
+  psdriver::psViolationArg_t record;
+  psdriver::clearRecord(record);
   writeInterfaceField(record.intf, id);
   if (sendDriverCommand(bridgeName, tableName, psdriver::PSIOC_GET_VIOLATION, &record) != 0)
     return 1;
@@ -108,7 +109,8 @@ unsigned int PortSecurity::moveDynamicToStatic(unsigned int id) {
   if (!knownInterface(id)) return 1;
   DriverChannel channel(bridgeName, tableName);
   if (!channel.isOpen()) return 1;
-  psdriver::psMoveArg_t record = {};
+  psdriver::psMoveArg_t record;
+  psdriver::clearRecord(record);
   writeInterfaceField(record.intf, id);
   if (!channel.issue(psdriver::PSIOC_MOVE_TO_STATIC, &record)) return 1;
   uint32_t bucketCount = 0;

@@ -11,6 +11,7 @@
 #include "BLLManager.h"
 #include "InterfaceRegistry.h"
 #include "Network.h"
+#include "OperationLog.h"
 #include "rpc/PortSecurityRpc.h"
 #include "vqbridge.h"
 
@@ -19,6 +20,13 @@ namespace {
 // The entity keeps nothing in the host's configuration tree: its
 // configuration lives in the driver and in memory.
 void ignoreConfiguration(const boost::shared_ptr<Storage::Setting>&) {}
+
+void logStartFailure(const char* why) {
+  operationLog(LogImpl::logLevel_t(0), "PortSecurity::start", 1)
+      .write("RPC thread not started: ")
+      .write(why)
+      .write("\n");
+}
 
 }  // namespace
 
@@ -44,22 +52,31 @@ void PortSecurity::saveConfiguration(boost::shared_ptr<Storage::Setting> setting
   ignoreConfiguration(setting);
 }
 
+// The host calls start() through its own vtable and cannot take an
+// exception from a module: a thread that cannot be made is a failed start.
 bool PortSecurity::start() {
-  using boost::placeholders::_1;
-  using boost::placeholders::_2;
-  using boost::placeholders::_3;
-  using boost::placeholders::_4;
+  try {
+    using boost::placeholders::_1;
+    using boost::placeholders::_2;
+    using boost::placeholders::_3;
+    using boost::placeholders::_4;
 
-  vqbridge& bridge = singleton<vqbridge>::instance();
-  bridge.vlanDeletedEvent.subscribePre(boost::bind(&PortSecurity::vlanDelEvent, this, _1, _2));
-  bridge.vlanCreatedEvent.subscribePost(boost::bind(&PortSecurity::vlanAddEvent, this, _1, _2));
-  // The handler's truth value is dropped: GEM events have no veto.
-  singleton<Interfaces>::instance().gponGemEvent.subscribePost(
-      boost::bind(&PortSecurity::GPONGemEvent, this, _1, _2, _3, _4));
-  // The event's trailing string is not forwarded.
-  singleton<BLLManager>::instance().externalMessage.subscribePost(
-      boost::bind(&PortSecurity::externalMessage, this, _1, _2, _3));
-  return rpcProxy.start();
+    vqbridge& bridge = singleton<vqbridge>::instance();
+    bridge.vlanDeletedEvent.subscribePre(boost::bind(&PortSecurity::vlanDelEvent, this, _1, _2));
+    bridge.vlanCreatedEvent.subscribePost(boost::bind(&PortSecurity::vlanAddEvent, this, _1, _2));
+    // The handler's truth value is dropped: GEM events have no veto.
+    singleton<Interfaces>::instance().gponGemEvent.subscribePost(
+        boost::bind(&PortSecurity::GPONGemEvent, this, _1, _2, _3, _4));
+    // The event's trailing string is not forwarded.
+    singleton<BLLManager>::instance().externalMessage.subscribePost(
+        boost::bind(&PortSecurity::externalMessage, this, _1, _2, _3));
+    return rpcProxy.start();
+  } catch (const std::exception& error) {
+    logStartFailure(error.what());
+  } catch (...) {
+    logStartFailure("unknown error");
+  }
+  return false;
 }
 
 // The lookups below are by the bare member pointer while start() stored bound

@@ -19,7 +19,8 @@ const size_t maxVlanLimitsBeforeAdd = 7;
 // Sends an interface's dynamic or static limit: 0 accepted, 1 otherwise.
 unsigned int sendInterfaceLimit(const std::string& bridge, const std::string& table,
                                 unsigned int id, uint32_t kind, unsigned int limit) {
-  psdriver::psIntfLimitArg_t record = {};
+  psdriver::psIntfLimitArg_t record;
+  psdriver::clearRecord(record);
   writeInterfaceField(record.intf, id);
   record.kind = kind;
   record.limit = limit;
@@ -54,7 +55,8 @@ unsigned int PortSecurity::setState(unsigned int id, bool value) {
   BLLManager::exclusiveLock_t lock;
   if (!lock.isLocked()) return 1;
   if (!knownInterface(id)) return 1;
-  psdriver::psIntfStateArg_t record = {};
+  psdriver::psIntfStateArg_t record;
+  psdriver::clearRecord(record);
   writeInterfaceField(record.intf, id);
   record.state = value ? 1 : 0;
   if (sendDriverCommand(bridgeName, tableName, psdriver::PSIOC_SET_INTF_STATE, &record) != 0)
@@ -93,7 +95,8 @@ unsigned int PortSecurity::setLimitDynamicMACs(unsigned int id, unsigned short v
     if (limit < minVlanLimit || limit > maxVlanLimit) return 7;
     if (interfaces[id].vlanLimitDynamicMACs.size() > maxVlanLimitsBeforeAdd) return 6;
   }
-  psdriver::psVlanLimitArg_t record = {};
+  psdriver::psVlanLimitArg_t record;
+  psdriver::clearRecord(record);
   writeInterfaceField(record.intf, id);
   record.vlan = vlan;
   record.limit = limit;

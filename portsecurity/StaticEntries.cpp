@@ -17,7 +17,7 @@ unsigned int writeStaticEntry(const std::string& bridge, const std::string& tabl
                               unsigned long code, unsigned int intf,
                               PortSecurity::macEntry_t const& entry) {
   psdriver::psMacArg_t arg;
-  std::memset(&arg, 0, sizeof arg);
+  psdriver::clearRecord(arg);
   writeInterfaceField(arg.intf, intf);
   std::memcpy(arg.mac, entry.mac, sizeof arg.mac);
   arg.vlan = entry.vlan;

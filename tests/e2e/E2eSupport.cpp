@@ -21,6 +21,16 @@ extern char** environ;
 namespace e2e {
 namespace {
 
+// A cross-built suite runs emulated, and so must the programs it starts:
+// PS_EMULATOR is the emulator's command line, empty for a native build.
+std::vector<std::string> emulated(const std::vector<std::string>& argv) {
+  std::vector<std::string> words;
+  std::istringstream emulator(PS_EMULATOR);
+  for (std::string word; emulator >> word;) words.push_back(word);
+  words.insert(words.end(), argv.begin(), argv.end());
+  return words;
+}
+
 // Starts `argv` with its output streams appended to the files `out` and `err`.
 pid_t spawn(const std::vector<std::string>& argv, const std::string& out, const std::string& err) {
   std::vector<char*> args;
@@ -52,6 +62,7 @@ std::vector<std::string> RunResult::lines() const {
 }
 
 RunResult run(std::vector<std::string> argv) {
+  argv = emulated(argv);
   argv.insert(argv.begin(), {"/usr/bin/timeout", "-s", "KILL", "30"});
   TempDir dir;
   const std::string outPath = dir.file("out"), errPath = dir.file("err");
@@ -68,7 +79,7 @@ RunResult run(std::vector<std::string> argv) {
 Pshost::Pshost(const std::string& nodeFile) : controlPath(dir.file("control")) {
   std::vector<std::string> argv = {binary("pshost"), "--control", controlPath};
   if (!nodeFile.empty()) argv.insert(argv.end(), {"--node", nodeFile});
-  pid = spawn(argv, dir.file("log"), dir.file("log"));
+  pid = spawn(emulated(argv), dir.file("log"), dir.file("log"));
   for (int attempt = 0; pid > 0 && !up && attempt < 100; ++attempt) {
     up = psctl({"--timeout", "1", "ping"}).status == 0;
     if (!up) std::this_thread::sleep_for(std::chrono::milliseconds(100));

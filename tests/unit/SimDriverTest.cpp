@@ -2,6 +2,7 @@
 // from br_open, commands through the real ioctl, and close.
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -130,8 +131,13 @@ TEST_F(SimDriverTest, OpensOnlyTheTableHandleAndLeavesOtherDescriptorsToTheSyste
   ASSERT_EQ(0, ::pipe(pipeEnds));
   driver().clearCommands();
   psTableInfoArg_t info = {};
+  // The system answers as it would without the development host (ENOTTY
+  // from a kernel; an emulator may say ENOSYS for a code it does not know).
+  errno = 0;
+  ASSERT_EQ(-1, ::syscall(SYS_ioctl, pipeEnds[0], PSIOC_GET_TABLE_INFO, &info));
+  const int systemAnswer = errno;
   EXPECT_EQ(-1, ::ioctl(pipeEnds[0], PSIOC_GET_TABLE_INFO, &info));
-  EXPECT_EQ(ENOTTY, errno);
+  EXPECT_EQ(systemAnswer, errno);
   EXPECT_TRUE(driver().commands().empty());
   ::close(pipeEnds[0]);
   ::close(pipeEnds[1]);

@@ -1,0 +1,31 @@
+// What the seam tests need from the development host, behind plain types, so
+// that the test units that declare the host's classes themselves never see
+// the host/ headers. Main test thread only.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace hostside {
+
+// An empty world with two Ethernet interfaces and a management interface.
+void buildNode();
+
+// The entity registered under `name`, as the host's BLEntity pointer, or null.
+void* registeredEntity(const std::string& name);
+
+// The names the host's Interfaces, vqbridge and Network entities carry.
+std::vector<std::string> serviceEntityNames();
+
+// Request codes of the driver commands since the last call.
+std::vector<unsigned long> takeDriverCodes();
+unsigned int openDriverHandles();
+
+// Finished log messages since the last call, as text.
+std::vector<std::string> takeLogLines();
+
+// Subscribers of the VLAN-created event and thread names the host was told of.
+size_t vlanCreatedSubscribers();
+std::vector<std::string> registeredThreads();
+
+}  // namespace hostside
