@@ -36,14 +36,17 @@ for tool in psctl pshost; do
   grep -Eq "^$tool [0-9]+\.[0-9]+\.[0-9]+ \(commit [0-9a-f]+|unknown\)$" <<<"$version" ||
     fail "$tool --version: '$version'"
 done
-ldd "$root/bin/pshost" | grep -qF "libsimhost.so => $root/" ||
-  fail "pshost does not find the installed libsimhost: $(ldd "$root/bin/pshost" | grep simhost)"
+# (Output is read whole before grep -q: with pipefail, a writer cut off by
+# an early match would fail the check.)
+libraries=$(ldd "$root/bin/pshost")
+grep -qF "libsimhost.so => $root/" <<<"$libraries" ||
+  fail "pshost does not find the installed libsimhost: $(grep simhost <<<"$libraries")"
 # pshost loads the installed module by default and serves on the default node.
 "$root/bin/pshost" --control "$work/ctl" 2>"$work/pshost.err" &
 host=$!
 for _ in $(seq 50); do "$root/bin/psctl" ping >/dev/null 2>&1 && break; sleep 0.1; done
-"$root/bin/psctl" --control "$work/ctl" sim interfaces | grep -q "gem2.2" ||
-  fail "installed pshost: no default node"
+interfaces=$("$root/bin/psctl" --control "$work/ctl" sim interfaces)
+grep -q "gem2.2" <<<"$interfaces" || fail "installed pshost: no default node"
 kill $host
 wait $host || fail "installed pshost: exit status $?"
 grep -q "^pshost: loaded $root/bin/../$libdir/portsecurity/libportsecurity.so, version " \
