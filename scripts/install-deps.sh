@@ -1,11 +1,19 @@
 #!/usr/bin/env bash
 # Installs what the build and the tests need on a fresh Debian machine and
-# makes sure the port mapper runs.
+# makes sure the port mapper runs. With --all it also installs the heavier
+# optional tools: tshark (the dissector test, skipped without it) and lintian
+# (scripts/package.sh checks the packages with it).
 set -euo pipefail
 
+# dpkg-dev and fakeroot build the packages; man-db and bash-completion let
+# the install test read the man pages and try the completion.
 packages=(build-essential cmake ninja-build pkg-config
           libboost-dev libboost-thread-dev libboost-system-dev libboost-date-time-dev
-          libtirpc-dev rpcsvc-proto rpcbind nlohmann-json3-dev googletest libgtest-dev)
+          libtirpc-dev rpcsvc-proto rpcbind nlohmann-json3-dev googletest libgtest-dev
+          dpkg-dev fakeroot man-db bash-completion)
+if [ "${1:-}" = "--all" ]; then
+  packages+=(tshark lintian)
+fi
 
 missing=()
 for p in "${packages[@]}"; do
@@ -16,7 +24,11 @@ if [ ${#missing[@]} -gt 0 ]; then
   [ "$(id -u)" -ne 0 ] && sudo_cmd="sudo"
   echo "installing: ${missing[*]}"
   $sudo_cmd apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $sudo_cmd apt-get install -y -qq "${missing[@]}" >/dev/null
+  # tshark asks whether non-root users may capture: no.
+  echo "wireshark-common wireshark-common/install-setuid boolean false" |
+    $sudo_cmd debconf-set-selections 2>/dev/null || true
+  DEBIAN_FRONTEND=noninteractive $sudo_cmd apt-get -o DPkg::Lock::Timeout=600 install -y -qq \
+    "${missing[@]}" >/dev/null
 fi
 
 if ! rpcinfo -p 127.0.0.1 >/dev/null 2>&1; then

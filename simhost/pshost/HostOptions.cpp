@@ -15,9 +15,9 @@ HostOptions parseHostOptions(int argc, char** argv) {
       name = arg.substr(0, equals);
       value = arg.substr(equals + 1);
     }
-    if (name == "--help" || name == "-h") {
-      if (inlineValue) throw OptionError("option --help takes no value");
-      options.help = true;
+    if (name == "--help" || name == "-h" || name == "--version") {
+      if (inlineValue) throw OptionError("option " + name + " takes no value");
+      (name == "--version" ? options.version : options.help) = true;
       continue;
     }
     std::string* target = name == "--node"      ? &options.nodeFile
@@ -40,7 +40,7 @@ HostOptions parseHostOptions(int argc, char** argv) {
 
 void printHostUsage() {
   std::printf(
-      "usage: pshost [--node FILE] [--control PATH] [--module PATH]\n"
+      "usage: pshost [--node FILE] [--control PATH] [--module PATH] [--version]\n"
       "\n"
       "Runs the port-security module on a simulated node: loads the module, applies\n"
       "its default settings, starts it, and serves its RPC program until SIGINT or\n"
@@ -49,7 +49,9 @@ void printHostUsage() {
       "  --node FILE     the node to simulate, as JSON (default: the built-in\n"
       "                  optical line terminal of examples/olt.json)\n"
       "  --control PATH  the control channel's UNIX socket (default %s)\n"
-      "  --module PATH   the module to load (default: libportsecurity.so beside pshost)\n"
+      "  --module PATH   the module to load (default: libportsecurity.so beside\n"
+      "                  pshost, else the installed plug-in)\n"
+      "  --version       the version and commit of this pshost\n"
       "  -h, --help      this text\n",
       kDefaultControlPath);
 }

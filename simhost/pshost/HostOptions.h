@@ -22,6 +22,7 @@ struct HostOptions {
   std::string controlPath = kDefaultControlPath;
   std::string modulePath;  // empty: libportsecurity.so beside the executable
   bool help = false;
+  bool version = false;
 };
 
 // Throws OptionError.

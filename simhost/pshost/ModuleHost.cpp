@@ -16,15 +16,24 @@ std::string defaultModulePath() {
   ssize_t n = ::readlink("/proc/self/exe", executable, sizeof executable - 1);
   if (n <= 0) return "libportsecurity.so";
   std::string path(executable, static_cast<size_t>(n));
-  return path.substr(0, path.rfind('/') + 1) + "libportsecurity.so";
+  const std::string directory = path.substr(0, path.rfind('/') + 1);
+  // Beside the executable in a build tree; in the plug-in directory once
+  // installed.
+  const std::string beside = directory + "libportsecurity.so";
+#ifdef PS_BIN_TO_PLUGINS
+  if (::access(beside.c_str(), F_OK) != 0)
+    return directory + PS_BIN_TO_PLUGINS + "/libportsecurity.so";
+#endif
+  return beside;
 }
 
-void loadModule(const std::string& path) {
+std::string loadModule(const std::string& path) {
   size_t before = sim::HostRegistry::instance().entities().size();
   // Resolve every symbol now, so that a module built against other host
   // contracts fails here rather than in the middle of a request. The handle
   // stays open for the life of the process.
-  if (::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL) == nullptr) {
+  void* module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (module == nullptr) {
     // The loader's text starts with the path already.
     const char* reason = ::dlerror();
     throw std::runtime_error(reason != nullptr ? "module " + std::string(reason)
@@ -32,6 +41,10 @@ void loadModule(const std::string& path) {
   }
   if (sim::HostRegistry::instance().entities().size() == before)
     throw std::runtime_error("module " + path + ": registered no entity");
+  // Read from an exported string rather than asked of the module, which
+  // would then have to write something itself.
+  const char* version = static_cast<const char*>(::dlsym(module, "portsecurityModuleVersion"));
+  return version != nullptr ? version : "unknown";
 }
 
 std::vector<std::string> startEntities() {

@@ -76,8 +76,9 @@ class Field {
   std::string text(size_t longest) const {
     if (!value.is_string()) fail("expected a string");
     std::string s = value.get<std::string>();
-    if (s.empty() || s.size() > longest)
-      fail("expected 1 to " + std::to_string(longest) + " characters");
+    if (s.empty()) fail("expected 1 to " + std::to_string(longest) + " characters");
+    if (s.size() > longest)
+      fail("'" + s + "' is longer than " + std::to_string(longest) + " characters");
     return s;
   }
 
@@ -87,7 +88,10 @@ class Field {
 };
 
 const unsigned long kMaxId = 0xffffffffUL;
-const size_t kMaxNameLength = 15;  // what the management protocol carries
+// Longer than the 15 characters the management protocol carries, as a real
+// host's names may be: the module cuts them on the wire.
+const size_t kMaxNameLength = 63;
+const size_t kMaxBridgeNameLength = 15;  // a Linux network device name
 
 uint16_t readVlan(const Field& field) { return static_cast<uint16_t>(field.number(1, 4094)); }
 
@@ -179,7 +183,7 @@ NodeConfig parseNodeText(const std::string& text) {
   Field root(document, "");
   root.object({"bridge", "management", "interfaces", "gem", "vlans", "profileMode", "driver"});
   NodeConfig node;
-  if (root.has("bridge")) node.bridge = root.child("bridge").text(kMaxNameLength);
+  if (root.has("bridge")) node.bridge = root.child("bridge").text(kMaxBridgeNameLength);
   readInterfaces(root.required("interfaces"), node);
   readManagement(root.required("management"), node);
   if (root.has("gem")) readGem(root.child("gem"), node);

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "BuildVersion.h"
 #include "ControlCommands.h"
 #include "ControlServer.h"
 #include "HostOptions.h"
@@ -50,13 +51,16 @@ int run(const pshost::HostOptions& options, const sigset_t& stopSignals) {
   pshost::ControlServer control(options.controlPath, pshost::runControlCommand);
   std::string modulePath =
       options.modulePath.empty() ? pshost::defaultModulePath() : options.modulePath;
+  std::string moduleVersion;
   try {
     control.open();
     limitRpcRecords();
-    pshost::loadModule(modulePath);
+    moduleVersion = pshost::loadModule(modulePath);
   } catch (const std::runtime_error& error) {
     return startFailure(error.what());
   }
+  std::fprintf(stderr, "pshost: loaded %s, version %s\n", modulePath.c_str(),
+               moduleVersion.c_str());
   std::vector<std::string> entities = pshost::startEntities();
   RPCProxy receiveLoop(noPrograms, "BLLManager_mng");
   receiveLoop.start();
@@ -97,6 +101,10 @@ int main(int argc, char** argv) {
   }
   if (options.help) {
     pshost::printHostUsage();
+    return 0;
+  }
+  if (options.version) {
+    std::printf("pshost " PS_VERSION " (commit " PS_COMMIT ")\n");
     return 0;
   }
   return run(options, stopSignals);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "E2eSupport.h"
 
@@ -14,6 +15,13 @@ const std::string kInterfaces =
 const std::string kManagement =
     R"("management": {"interface": 1, "mac": "02:00:00:00:00:01", "vlan": 10})";
 const std::string kGood = "{" + kInterfaces + ", " + kManagement;
+
+// A node with Ethernet interfaces 2 and 3 of these names.
+std::string namingNode(const std::string& name2, const std::string& name3) {
+  const std::string intf = R"({"type": 1, "id": )";
+  return "{" + kManagement + R"(, "interfaces": [{"id": 1, "name": "mng", "type": 2}, )" + intf +
+         R"(2, "name": ")" + name2 + R"("}, )" + intf + R"(3, "name": ")" + name3 + R"("}]})";
+}
 
 TEST(NodeFileTest, WrongStartupInputIsNamedInOneLineWithStatus2) {
   e2e::TempDir dir;
@@ -33,6 +41,8 @@ TEST(NodeFileTest, WrongStartupInputIsNamedInOneLineWithStatus2) {
       {kGood + R"(, "driver": {"buckets": 0}})", "driver.buckets: out of range (1 to 65536)\n"},
       {R"({"interfaces": [{"id": 1, "name": "a", "type": 2}, {"id": 1, "name": "b", "type": 1}]})",
        "interfaces[1].id: duplicate id 1\n"},
+      {namingNode("eth2", std::string(64, 'e')),
+       "interfaces[2].name: '" + std::string(64, 'e') + "' is longer than 63 characters\n"},
       {"[]", "top level: expected an object\n"},
       {R"({"interfaces": [)", "parse error at line 1"},
   };
@@ -57,6 +67,30 @@ TEST(NodeFileTest, WrongStartupInputIsNamedInOneLineWithStatus2) {
       EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
     }
   }
+}
+
+// A host may name its interfaces longer than the 15 characters the protocol
+// carries: the host's own tables keep the whole name, the reports cut it.
+TEST(NodeFileTest, LongInterfaceNamesAreKeptByTheHostAndCutOnTheWire) {
+  e2e::TempDir dir;
+  const std::string name21 = "ethernet-port-0000021", name63(63, 'n');
+  e2e::Pshost host(dir.write("node.json", namingNode(name21, name63)));
+  ASSERT_TRUE(host.ready());
+  const std::string table = host.sim("interfaces").out;
+  EXPECT_NE(std::string::npos, table.find("\n2   " + name21 + " ")) << table;
+  EXPECT_NE(std::string::npos, table.find(name63)) << table;
+
+  const e2e::RunResult one = host.psctl({"show", "2"});
+  EXPECT_EQ(0, one.status) << one.err;
+  EXPECT_EQ("interface 2: ethernet-port-0", one.lines().at(0));
+  const auto wire = nlohmann::json::parse(host.psctl({"--json", "show", "2"}).out);
+  EXPECT_EQ("ethernet-port-0", wire["name"]);
+  const auto all = nlohmann::json::parse(host.psctl({"--json", "show"}).out)["interfaces"];
+  ASSERT_EQ(3u, all.size());
+  EXPECT_EQ("ethernet-port-0", all[1]["name"]);
+  EXPECT_EQ(std::string(15, 'n'), all[2]["name"]);
+  const e2e::RunResult udp = host.psctl({"--udp", "show"});
+  EXPECT_NE(std::string::npos, udp.out.find("\nethernet-port-0  ethernet")) << udp.out;
 }
 
 TEST(ExampleNodeTest, ShippedExampleIsTheBuiltInNode) {

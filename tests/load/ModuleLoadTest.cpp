@@ -6,6 +6,7 @@
 #include <string>
 
 #include "BLEntity.h"
+#include "BuildVersion.h"
 #include "HostRegistry.h"
 
 namespace {
@@ -26,6 +27,10 @@ TEST(ModuleLoadTest, LoadingRegistersExactlyOnePortSecurityEntity) {
   EXPECT_NE(nullptr, dlsym(module, "rpcPortsecurityStart"));
   EXPECT_NE(nullptr, dlsym(module, "checkInterrupt"));
   EXPECT_NE(nullptr, dlsym(module, "rpcProxyRegisterSvc"));
+  // What a host reports having loaded: this build's version and commit.
+  const char* version = static_cast<const char*>(dlsym(module, "portsecurityModuleVersion"));
+  ASSERT_NE(nullptr, version);
+  EXPECT_STREQ(PS_VERSION " (" PS_COMMIT ")", version);
 
   // Loading it again is the same module: nothing is registered twice.
   void* again = dlopen(PS_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);

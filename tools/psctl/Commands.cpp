@@ -110,6 +110,7 @@ void printUsage(std::ostream& out) {
          "  --control PATH   pshost's control socket, for 'sim' (default "
       << kDefaultControlPath
       << ")\n"
+         "  --version        the version and commit of this psctl\n"
          "  -h, --help       this text\n"
          "\n"
          "Commands:\n";

@@ -61,6 +61,8 @@ Options parseOptions(int argc, char** argv) {
       options.json = true;
     } else if (name == "--help" || name == "-h") {
       options.help = true;
+    } else if (name == "--version") {
+      options.version = true;
     } else {
       throw UsageError("unknown option " + name);
     }

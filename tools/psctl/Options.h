@@ -24,6 +24,7 @@ struct Options {
   double timeoutSeconds = 5.0;
   bool json = false;
   bool help = false;
+  bool version = false;
   std::string controlPath = kDefaultControlPath;
   // The subcommand and its arguments.
   std::vector<std::string> command;

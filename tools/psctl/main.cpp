@@ -1,6 +1,7 @@
 // psctl: the port-security management client.
 #include <iostream>
 
+#include "BuildVersion.h"
 #include "Commands.h"
 #include "Options.h"
 
@@ -9,6 +10,10 @@ int main(int argc, char** argv) {
     psctl::Options options = psctl::parseOptions(argc, argv);
     if (options.help) {
       psctl::printUsage(std::cout);
+      return 0;
+    }
+    if (options.version) {
+      std::cout << "psctl " PS_VERSION " (commit " PS_COMMIT ")\n";
       return 0;
     }
     return psctl::runCommand(options);

@@ -1,0 +1,323 @@
+-- Wireshark dissector for the port-security management protocol: ONC RPC
+-- program 0x2000000d, version 1, on UDP and on TCP (record marking). Names
+-- every procedure and decodes every argument and result record as
+-- portsecurity.x defines them.
+--
+--   tshark -X lua_script:tools/wireshark/portsecurity.lua -r capture.pcapng
+--   (or copy it to ~/.local/lib/wireshark/plugins/)
+--
+-- The program's ports come from the port mapper, so the dissector finds its
+-- traffic by looking: a call for the program, or a reply to such a call.
+
+local function versionAtLeast(major, minor)
+  local a, b = get_version():match("^(%d+)%.(%d+)")
+  a, b = tonumber(a), tonumber(b)
+  return a ~= nil and (a > major or (a == major and b >= minor))
+end
+if not versionAtLeast(3, 0) then
+  error("portsecurity.lua needs Wireshark 3.0 or newer (this is " .. get_version() ..
+        "): upgrade Wireshark")
+end
+
+local PROGRAM = 0x2000000d
+local VERSION = 1
+
+local procedureNames = {
+  [0] = "NULL",
+  [1] = "SET_STATE",
+  [2] = "SET_INTERFACE_STATE",
+  [3] = "SET_MAC_LIMIT_DYNAMIC",
+  [4] = "SET_MAC_DEFAULT_LIMIT_DYNAMIC",
+  [5] = "SET_MAC_LIMIT_STATIC",
+  [6] = "SET_MAC_DEFAULT_LIMIT_STATIC",
+  [7] = "ADD_MAC_STATIC",
+  [8] = "DEL_MAC_STATIC",
+  [9] = "MOVE_DYNAMIC",
+  [10] = "GET_STATE",
+  [11] = "GET_INTERFACE_SETTINGS",
+  [12] = "GET_INTERFACE_SETTINGS_ALL",
+  [13] = "GET_MACS_DYNAMIC",
+  [14] = "GET_MACS_STATIC",
+  [15] = "GET_LAST_VIOLATION",
+  [16] = "ADD_VLAN_MAC_LIMIT_DYNAMIC",
+  [17] = "DEL_VLAN_MAC_LIMIT_DYNAMIC",
+  [18] = "ADD_MAC_STATIC_VIRTUAL_PORT",
+  [819] = "DEL_MAC_STATIC_VIRTUAL_PORT",
+}
+
+local resultWords = {
+  [0] = "ok",
+  [1] = "failed",
+  [2] = "static limit reached",
+  [3] = "not found",
+  [5] = "not reportable in this state",
+  [6] = "per-VLAN limits full",
+  [7] = "out of range",
+  [8] = "no per-VLAN limit",
+  [10] = "refused in profile mode",
+}
+
+local interfaceTypes = {
+  [0] = "unknown", [1] = "ethernet", [2] = "management", [3] = "internal",
+  [4] = "gpon", [5] = "gem", [6] = "lag",
+}
+
+local acceptWords = {
+  [0] = "success", [1] = "program unavailable", [2] = "program version mismatch",
+  [3] = "procedure unavailable", [4] = "garbage arguments", [5] = "system error",
+}
+
+local onOff = { [0] = "off", [1] = "on" }
+
+local ps = Proto("portsecurity", "Port-security management protocol")
+local f = {
+  xid = ProtoField.uint32("portsecurity.xid", "XID", base.HEX),
+  kind = ProtoField.string("portsecurity.kind", "Message"),
+  procedure = ProtoField.uint32("portsecurity.procedure", "Procedure", base.DEC, procedureNames),
+  accept = ProtoField.uint32("portsecurity.accept", "Accept state", base.DEC, acceptWords),
+  interface = ProtoField.uint32("portsecurity.interface", "Interface", base.DEC),
+  state = ProtoField.uint32("portsecurity.state", "State", base.DEC, onOff),
+  limit = ProtoField.uint32("portsecurity.limit", "Limit", base.DEC),
+  vlan = ProtoField.uint16("portsecurity.vlan", "VLAN", base.DEC),
+  vport = ProtoField.uint32("portsecurity.vport", "Virtual port", base.DEC),
+  mac = ProtoField.ether("portsecurity.mac", "MAC"),
+  entry = ProtoField.none("portsecurity.entry", "MAC entry"),
+  name = ProtoField.string("portsecurity.name", "Interface name"),
+  type = ProtoField.uint32("portsecurity.type", "Interface type", base.DEC, interfaceTypes),
+  limitDynamic = ProtoField.uint32("portsecurity.limit_dynamic", "Dynamic limit", base.DEC),
+  limitStatic = ProtoField.uint32("portsecurity.limit_static", "Static limit", base.DEC),
+  settings = ProtoField.none("portsecurity.settings", "Interface settings"),
+  vlanLimit = ProtoField.none("portsecurity.vlan_limit", "Per-VLAN limit"),
+  count = ProtoField.uint32("portsecurity.count", "Count", base.DEC),
+  result = ProtoField.uint32("portsecurity.result", "Result", base.DEC, resultWords),
+}
+ps.fields = f
+
+local e = {
+  short = ProtoExpert.new("portsecurity.short", "Record ends early", expert.group.MALFORMED,
+                          expert.severity.ERROR),
+}
+ps.experts = e
+
+-- Calls seen so far, by transaction id: replies carry no procedure number.
+local callProcedure = {}
+
+-- A truncated record raises this, caught once per message.
+local Short = {}
+
+local function need(tvb, offset, length)
+  if offset + length > tvb:len() then error(Short) end
+end
+
+local function u32(tvb, offset)
+  need(tvb, offset, 4)
+  return tvb(offset, 4):uint()
+end
+
+-- Field readers: each adds its item and returns the offset after it.
+local function addU32(tree, field, tvb, offset)
+  need(tvb, offset, 4)
+  tree:add(field, tvb(offset, 4))
+  return offset + 4
+end
+
+-- An XDR unsigned short is a whole 4-byte word.
+local function addU16(tree, field, tvb, offset)
+  need(tvb, offset, 4)
+  tree:add(field, tvb(offset, 4), tvb(offset, 4):uint())
+  return offset + 4
+end
+
+-- Fixed arrays of char are encoded one 4-byte word per character.
+local function charArray(tvb, offset, count)
+  need(tvb, offset, 4 * count)
+  local bytes = {}
+  for i = 0, count - 1 do bytes[#bytes + 1] = tvb(offset + 4 * i, 4):uint() % 256 end
+  return bytes
+end
+
+local function addMac(tree, tvb, offset)
+  local bytes = charArray(tvb, offset, 6)
+  local text = string.format("%02x:%02x:%02x:%02x:%02x:%02x", table.unpack(bytes))
+  tree:add(f.mac, tvb(offset, 24), Address.ether(text))
+  return offset + 24, text
+end
+
+local function addName(tree, tvb, offset)
+  local chars = {}
+  for _, byte in ipairs(charArray(tvb, offset, 16)) do
+    if byte == 0 then break end
+    chars[#chars + 1] = string.char(byte)
+  end
+  tree:add(f.name, tvb(offset, 64), table.concat(chars))
+  return offset + 64
+end
+
+local function addEntry(tree, tvb, offset)
+  local item = tree:add(f.entry, tvb(offset, math.min(28, tvb:len() - offset)))
+  local text
+  offset, text = addMac(item, tvb, offset)
+  local vlan = u32(tvb, offset)
+  offset = addU16(item, f.vlan, tvb, offset)
+  item:append_text(string.format(": %s VLAN %d", text, vlan))
+  return offset
+end
+
+local function addCounted(tree, tvb, offset, each)
+  local count = u32(tvb, offset)
+  offset = addU32(tree, f.count, tvb, offset)
+  for _ = 1, count do offset = each(tree, tvb, offset) end
+  return offset
+end
+
+local function addVlanLimit(tree, tvb, offset)
+  local item = tree:add(f.vlanLimit, tvb(offset, math.min(8, tvb:len() - offset)))
+  offset = addU16(item, f.vlan, tvb, offset)
+  return addU32(item, f.limit, tvb, offset)
+end
+
+local function addSettings(tree, tvb, offset)
+  local item = tree:add(f.settings, tvb(offset, math.min(84, tvb:len() - offset)))
+  offset = addName(item, tvb, offset)
+  offset = addU32(item, f.type, tvb, offset)
+  offset = addU32(item, f.state, tvb, offset)
+  offset = addU32(item, f.limitDynamic, tvb, offset)
+  offset = addU32(item, f.limitStatic, tvb, offset)
+  return addCounted(item, tvb, offset, addVlanLimit)
+end
+
+local function field(which)
+  return function(tree, tvb, offset) return addU32(tree, which, tvb, offset) end
+end
+local interface, state, limit, vport, result = field(f.interface), field(f.state),
+  field(f.limit), field(f.vport), field(f.result)
+local function vlan(tree, tvb, offset) return addU16(tree, f.vlan, tvb, offset) end
+local function list(each)
+  return function(tree, tvb, offset) return addCounted(tree, tvb, offset, each) end
+end
+
+-- Argument and result records of each procedure, in wire order.
+local arguments = {
+  [0] = {}, [1] = { state }, [2] = { interface, state }, [3] = { interface, limit },
+  [4] = { interface }, [5] = { interface, limit }, [6] = { interface },
+  [7] = { interface, addEntry }, [8] = { interface, addEntry }, [9] = { interface },
+  [10] = {}, [11] = { interface }, [12] = {}, [13] = { interface }, [14] = { interface },
+  [15] = { interface }, [16] = { interface, vlan, limit }, [17] = { interface, vlan },
+  [18] = { interface, addEntry, vport }, [819] = { interface, addEntry, vport },
+}
+local results = {
+  [0] = {}, [10] = { state, result }, [11] = { addSettings, result },
+  [12] = { list(addSettings), result }, [13] = { list(addEntry), result },
+  [14] = { list(addEntry), result }, [15] = { addEntry, result },
+}
+for procedure in pairs(arguments) do results[procedure] = results[procedure] or { result } end
+
+-- The offset after an opaque_auth (flavour, length, body padded to 4).
+local function skipAuth(tvb, offset)
+  local length = u32(tvb, offset + 4)
+  return offset + 8 + 4 * math.ceil(length / 4)
+end
+
+-- Is this RPC message ours? Returns the procedure and whether it is a call.
+local function identify(tvb)
+  if tvb:len() < 24 then return nil end
+  local xid, kind = tvb(0, 4):uint(), tvb(4, 4):uint()
+  if kind == 0 then
+    if tvb:len() < 40 or tvb(8, 4):uint() ~= 2 or tvb(12, 4):uint() ~= PROGRAM or
+       tvb(16, 4):uint() ~= VERSION then
+      return nil
+    end
+    return tvb(20, 4):uint(), true
+  elseif kind == 1 then
+    return callProcedure[xid], false
+  end
+  return nil
+end
+
+-- One whole RPC message (without its record mark).
+local function dissectMessage(tvb, pinfo, tree)
+  local procedure, isCall = identify(tvb)
+  local xid = tvb(0, 4):uint()
+  local name = procedureNames[procedure] or ("procedure " .. procedure)
+  local item = tree:add(ps, tvb(), "Port-security, " .. (isCall and "call " or "reply ") .. name)
+  item:add(f.xid, tvb(0, 4))
+  item:add(f.kind, tvb(4, 4), isCall and "call" or "reply")
+  local generated = item:add(f.procedure, isCall and tvb(20, 4) or tvb(0, 0), procedure)
+  if not isCall then generated:set_generated() end
+  local ok, failure = pcall(function()
+    local offset
+    if isCall then
+      callProcedure[xid] = procedure
+      offset = skipAuth(tvb, skipAuth(tvb, 24))
+      for _, read in ipairs(arguments[procedure] or {}) do offset = read(item, tvb, offset) end
+    else
+      if u32(tvb, 8) ~= 0 then return end  -- denied: no body of ours
+      offset = skipAuth(tvb, 12)
+      local accept = u32(tvb, offset)
+      offset = addU32(item, f.accept, tvb, offset)
+      if accept ~= 0 then return end
+      for _, read in ipairs(results[procedure] or {}) do offset = read(item, tvb, offset) end
+    end
+  end)
+  if not ok then
+    if failure ~= Short then error(failure, 0) end
+    item:add_proto_expert_info(e.short)
+  end
+  pinfo.cols.protocol = "PORTSEC"
+  local info = (isCall and "Call " or "Reply ") .. name
+  pinfo.cols.info:set(info)
+end
+
+local function dissectDatagram(tvb, pinfo, tree)
+  if identify(tvb) == nil then return 0 end
+  dissectMessage(tvb, pinfo, tree)
+  return tvb:len()
+end
+
+-- TCP: records of one or more fragments, each behind a 4-byte mark whose top
+-- bit says "last fragment". Asks TCP for more bytes until a record is whole.
+local function dissectStream(tvb, pinfo, tree)
+  local offset, total = 0, tvb:len()
+  while offset < total do
+    local at, fragments, last = offset, {}, false
+    while not last do
+      if total - at < 4 then
+        pinfo.desegment_offset, pinfo.desegment_len = offset, DESEGMENT_ONE_MORE_SEGMENT
+        return total
+      end
+      local mark = tvb(at, 4):uint()
+      last = mark >= 0x80000000
+      local length = mark % 0x80000000
+      if total - at - 4 < length then
+        pinfo.desegment_offset, pinfo.desegment_len = offset, length - (total - at - 4)
+        return total
+      end
+      fragments[#fragments + 1] = tvb(at + 4, length)
+      at = at + 4 + length
+    end
+    local message = fragments[1]:tvb()
+    if #fragments > 1 then
+      local bytes = ByteArray.new()
+      for _, part in ipairs(fragments) do bytes:append(part:bytes()) end
+      message = bytes:tvb("RPC record")
+    end
+    if identify(message) == nil then return offset end
+    dissectMessage(message, pinfo, tree)
+    offset = at
+  end
+  return offset
+end
+
+ps.dissector = dissectStream
+
+ps:register_heuristic("udp", function(tvb, pinfo, tree)
+  return dissectDatagram(tvb, pinfo, tree) > 0
+end)
+
+ps:register_heuristic("tcp", function(tvb, pinfo, tree)
+  if tvb:len() < 8 or identify(tvb(4):tvb()) == nil then return false end
+  -- The rest of this connection comes to the stream dissector directly.
+  pinfo.conversation = ps
+  dissectStream(tvb, pinfo, tree)
+  return true
+end)
