@@ -31,6 +31,7 @@ void Driver::reset() {
   std::lock_guard<std::mutex> guard(state.mutex);
   state.model.reset();
   state.log.clear();
+  state.log.setCapacity(DriverCommandLog::kDefaultCapacity);
   state.log.clearFaults();
   state.openFailures = 0;
 }
@@ -53,6 +54,11 @@ uint32_t Driver::bucketCount() const {
 void Driver::setBucketCount(uint32_t count) {
   std::lock_guard<std::mutex> guard(state.mutex);
   state.model.table().setBucketCount(count);
+}
+
+void Driver::setEntryCapacity(uint32_t capacity) {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  state.model.setEntryCapacity(capacity);
 }
 
 uint32_t Driver::bucketOf(const MacAddress& mac, uint16_t vlan) const {
@@ -78,6 +84,21 @@ bool Driver::lastViolation(unsigned int id, DriverViolation& out) const {
 std::vector<DriverCommand> Driver::commands() const {
   std::lock_guard<std::mutex> guard(state.mutex);
   return state.log.commands();
+}
+
+uint64_t Driver::droppedCommands() const {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.log.dropped();
+}
+
+size_t Driver::commandLogCapacity() const {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.log.capacity();
+}
+
+void Driver::setCommandLogCapacity(size_t capacity) {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  state.log.setCapacity(capacity);
 }
 
 void Driver::clearCommands() {
