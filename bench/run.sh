@@ -78,7 +78,7 @@ listing() {
   python3 bench/gen-node.py --gpon 16 --vports 128 --vlans 4094 --buckets 65536 >"$node"
   local bridge_ok=1 ns=psbench$$
   if ! { ip netns add "$ns" && ip -n "$ns" link add br0 type bridge &&
-      ip -n "$ns" link add psdummy0 type dummy && ip -n "$ns" link set psdummy0 master br0 &&
+      ip -n "$ns" link add psdummy0 type veth peer name psdummy1 && ip -n "$ns" link set psdummy0 master br0 &&
       ip -n "$ns" link set br0 up && ip -n "$ns" link set psdummy0 up; } 2>"$out/netns.err"; then
     bridge_ok=0
     echo "$(head -1 "$out/netns.err")" >"$out/bridge-skip"

@@ -4,15 +4,15 @@ namespace sim {
 
 DriverCommandLog::DriverCommandLog() : oldest(0), limit(kDefaultCapacity), recorded(0) {}
 
-void DriverCommandLog::record(const DriverCommand& command) {
+DriverCommand& DriverCommandLog::append() {
   ++recorded;
   if (ring.size() < limit) {
-    ring.push_back(command);
-    return;
+    ring.emplace_back();
+    return ring.back();
   }
-  // Assigning over the oldest reuses its byte buffer.
-  ring[oldest] = command;
+  DriverCommand& slot = ring[oldest];
   oldest = (oldest + 1) % limit;
+  return slot;
 }
 
 std::vector<DriverCommand> DriverCommandLog::commands() const {

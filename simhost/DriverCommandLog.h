@@ -33,7 +33,9 @@ class DriverCommandLog {
 
   // Call numbers count from 1, from the last clear, dropped commands included.
   unsigned int nextCallNumber() const { return static_cast<unsigned int>(recorded) + 1; }
-  void record(const DriverCommand& command);
+  // A slot for the next command, reusing the oldest one's storage once the
+  // ring is full, so that a long run stops allocating.
+  DriverCommand& append();
   // The commands kept, oldest first.
   std::vector<DriverCommand> commands() const;
   // Commands recorded since the last clear that the ring no longer holds.

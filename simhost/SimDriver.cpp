@@ -135,12 +135,6 @@ void Driver::addHandle(int fd) {
   if (state.handles.insert(fd).second) ++state.handleCount;
 }
 
-bool Driver::isHandle(int fd) const {
-  if (state.handleCount.load() == 0) return false;
-  std::lock_guard<std::mutex> guard(state.mutex);
-  return state.handles.count(fd) != 0;
-}
-
 bool Driver::removeHandle(int fd) {
   if (state.handleCount.load() == 0) return false;
   std::lock_guard<std::mutex> guard(state.mutex);
@@ -151,17 +145,32 @@ bool Driver::removeHandle(int fd) {
 
 int Driver::command(unsigned long code, unsigned long argument) {
   std::lock_guard<std::mutex> guard(state.mutex);
-  DriverCommand entry;
+  return commandLocked(code, argument);
+}
+
+bool Driver::commandOnHandle(int fd, unsigned long code, unsigned long argument, int& error) {
+  if (state.handleCount.load() == 0) return false;
+  std::lock_guard<std::mutex> guard(state.mutex);
+  if (state.handles.count(fd) == 0) return false;
+  error = commandLocked(code, argument);
+  return true;
+}
+
+int Driver::commandLocked(unsigned long code, unsigned long argument) {
+  const bool refused = state.log.takeRefusal(code);
+  // The record's bytes as passed in, before the driver writes its answer.
+  DriverCommand& entry = state.log.append();
   entry.code = code;
   entry.argument = argument;
   size_t size = 0;
   if (driverRecordSize(code, size) && size > 0 && argument != 0) {
     const uint8_t* record = reinterpret_cast<const uint8_t*>(argument);
     entry.bytes.assign(record, record + size);
+  } else {
+    entry.bytes.clear();
   }
-  const int error = state.log.takeRefusal(code) ? EIO : state.model.execute(code, argument);
+  const int error = refused ? EIO : state.model.execute(code, argument);
   entry.refused = error != 0;
-  state.log.record(entry);
   return error;
 }
 

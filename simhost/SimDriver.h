@@ -61,14 +61,17 @@ class Driver {
   // True when an injected br_open failure applies; consumes it.
   bool takeOpenFailure();
   void addHandle(int fd);
-  bool isHandle(int fd) const;
   // False when `fd` was not a driver handle.
   bool removeHandle(int fd);
   // Runs one command: 0 accepted, otherwise the errno of the refusal.
   int command(unsigned long code, unsigned long argument);
+  // The same on descriptor `fd`, in one step with the handle check; false
+  // (and nothing run) when `fd` is not a driver handle.
+  bool commandOnHandle(int fd, unsigned long code, unsigned long argument, int& error);
 
  private:
   Driver();
+  int commandLocked(unsigned long code, unsigned long argument);
   struct State;
   State& state;
 };
