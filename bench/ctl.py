@@ -18,24 +18,30 @@ def main():
     commands = sys.stdin.buffer.read().splitlines()
     conn = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
     conn.connect(args.socket)
-    conn.sendall(b"".join(c + b"\n" for c in commands))
     ok = errors = 0
     pending = b""
     output = []
-    while ok + errors < len(commands):
-        data = conn.recv(1 << 16)
-        if not data:
+    # A batch at a time: pshost answers every line, and a client that does not
+    # read its answers would fill the socket both ways.
+    for start in range(0, len(commands), 256):
+        batch = commands[start:start + 256]
+        conn.sendall(b"".join(c + b"\n" for c in batch))
+        while ok + errors < start + len(batch):
+            data = conn.recv(1 << 16)
+            if not data:
+                break
+            pending += data
+            *lines, pending = pending.split(b"\n")
+            for line in lines:
+                if line == b"ok":
+                    ok += 1
+                elif line.startswith(b"error:"):
+                    errors += 1
+                    output.append(line)
+                else:
+                    output.append(line)
+        if ok + errors < start + len(batch):
             break
-        pending += data
-        *lines, pending = pending.split(b"\n")
-        for line in lines:
-            if line == b"ok":
-                ok += 1
-            elif line.startswith(b"error:"):
-                errors += 1
-                output.append(line)
-            else:
-                output.append(line)
     conn.close()
     if args.out:
         with open(args.out, "wb") as out:

@@ -10,6 +10,7 @@ cd "$(dirname "$0")/.."
 root=$PWD
 build=${BENCH_BUILD_DIR:-$root/build-bench}
 out=$root/build-bench-out
+rm -rf "$out"
 mkdir -p "$out"
 results=$root/bench/RESULTS.md
 sudo=""
@@ -147,7 +148,7 @@ memory() {
   start_host examples/olt.json || return 1
   : >"$out/memory.txt"
   local checkpoint
-  for checkpoint in 10000 "$target"; do
+  for checkpoint in 10000 $((target / 10)) "$target"; do
     while [ "$(driver_commands)" -lt "$checkpoint" ]; do
       "$build/bench/ps_rpc_load" --udp --threads 2 --seconds 2 --procs 3 >/dev/null
     done
