@@ -70,7 +70,7 @@ def listing_section():
     for size, plist, blist, padd, badd in rows:
         ratio = "x%.2f" % (float(plist) / float(blist)) if blist != "-" else "-"
         body.append([size, "%.3f s" % float(plist), "x%.1f" % (float(plist) / base),
-                     blist + (" s" if blist != "-" else ""), ratio,
+                     "%.3f s" % float(blist) if blist != "-" else "-", ratio,
                      "%.1f us" % float(padd), badd if badd == "-" else "%.1f us" % float(badd)])
     text = table(["entries", "`psctl learned 1`", "vs first size", "`bridge fdb show`",
                   "psctl / bridge", "learn per frame (control channel)",
@@ -127,5 +127,7 @@ print("`ps_rpc_load` on the default node; each procedure measured right after th
 print("procedure of the same transport.\n")
 print(rpc_section())
 print("## pshost memory over a long run\n")
-print("Procedure 3 (one driver command per call) repeated; RSS from `/proc/PID/status`.\n")
+print("Procedure 3 (one driver command per call) repeated in bursts of 2 s, so a checkpoint")
+print("is read at the first burst end past 10k, 100k and 1M commands; RSS from")
+print("`/proc/PID/status`. The driver command log keeps its default 65536 commands.\n")
 print(memory_section())
