@@ -1,8 +1,11 @@
 // The simulated driver's record of the commands it received, and the
-// refusals that tests inject per request code or per call number.
+// refusals that tests inject per request code or per call number. The record
+// is a ring: past its capacity the oldest commands are dropped and counted,
+// so a long run keeps its memory flat.
 // Not thread-safe: SimDriver guards it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <set>
@@ -23,12 +26,25 @@ struct DriverCommand {
 
 class DriverCommandLog {
  public:
-  // Call numbers count from 1, from the last clear.
-  unsigned int nextCallNumber() const { return static_cast<unsigned int>(log.size()) + 1; }
-  void record(const DriverCommand& command) { log.push_back(command); }
-  const std::vector<DriverCommand>& commands() const { return log; }
-  // Forgets the commands; injected refusals stay.
-  void clear() { log.clear(); }
+  static const size_t kDefaultCapacity = 65536;
+  static const size_t kMaxCapacity = 16777216;
+
+  DriverCommandLog();
+
+  // Call numbers count from 1, from the last clear, dropped commands included.
+  unsigned int nextCallNumber() const { return static_cast<unsigned int>(recorded) + 1; }
+  // A slot for the next command, reusing the oldest one's storage once the
+  // ring is full, so that a long run stops allocating.
+  DriverCommand& append();
+  // The commands kept, oldest first.
+  std::vector<DriverCommand> commands() const;
+  // Commands recorded since the last clear that the ring no longer holds.
+  uint64_t dropped() const { return recorded - ring.size(); }
+  size_t capacity() const { return limit; }
+  // At least 1; keeps the newest commands that fit.
+  void setCapacity(size_t capacity);
+  // Forgets the commands and the dropped count; injected refusals stay.
+  void clear();
 
   void refuseNext(unsigned long code, unsigned int count);
   void refuseCall(unsigned int callNumber);
@@ -37,7 +53,10 @@ class DriverCommandLog {
   bool takeRefusal(unsigned long code);
 
  private:
-  std::vector<DriverCommand> log;
+  std::vector<DriverCommand> ring;
+  size_t oldest;  // index in `ring` of the oldest command once it is full
+  size_t limit;
+  uint64_t recorded;
   std::map<unsigned long, unsigned int> refusalsByCode;
   std::set<unsigned int> refusedCalls;
 };

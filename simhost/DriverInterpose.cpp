@@ -53,9 +53,10 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
   va_start(arguments, request);
   void* argument = va_arg(arguments, void*);
   va_end(arguments);
-  sim::Driver& driver = sim::Driver::instance();
-  if (!driver.isHandle(fd)) return libcIoctl(fd, request, argument);
-  const int error = driver.command(request, reinterpret_cast<unsigned long>(argument));
+  int error = 0;
+  if (!sim::Driver::instance().commandOnHandle(fd, request,
+                                               reinterpret_cast<unsigned long>(argument), error))
+    return libcIoctl(fd, request, argument);
   if (error == 0) return 0;
   errno = error;
   return -1;

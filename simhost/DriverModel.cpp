@@ -88,11 +88,12 @@ bool driverRecordSize(unsigned long code, size_t& size) {
   return false;
 }
 
-DriverModel::DriverModel() : enabled(false) {}
+DriverModel::DriverModel() : entryLimit(kMaxEntries), enabled(false) {}
 
 void DriverModel::reset() {
   macTable.clear();
   macTable.setBucketCount(MacTable::kDefaultBucketCount);
+  entryLimit = kMaxEntries;
   enabled = false;
   interfaces.clear();
   violations.clear();
@@ -181,12 +182,8 @@ int DriverModel::addStatic(unsigned int id, const uint8_t* record) {
   const MacAddress mac = readMac(record, offsetof(psMacArg_t, mac));
   const uint16_t vlan = readField<uint16_t>(record, offsetof(psMacArg_t, vlan));
   const uint32_t port = id - 1;
-  MacTableEntry* existing = macTable.find(mac, vlan);
-  if (existing != nullptr) {
-    existing->port = port;
-    existing->isStatic = true;
-    return 0;
-  }
+  if (macTable.assign(mac, vlan, port, true)) return 0;
+  if (macTable.size() >= entryLimit) return ENOSPC;
   macTable.append(MacTableEntry{mac, vlan, port, true});
   return 0;
 }
@@ -225,7 +222,7 @@ int DriverModel::readViolation(unsigned int id, uint8_t* record) const {
 LearnResult DriverModel::learn(uint32_t port, const MacAddress& mac, uint16_t vlan) {
   if (port == UINT32_MAX || !Node::instance().hasInterface(port + 1))
     return LearnResult::unknownPort;
-  MacTableEntry* existing = macTable.find(mac, vlan);
+  const MacTableEntry* existing = macTable.find(mac, vlan);
   if (existing != nullptr && (existing->isStatic || existing->port == port))
     return LearnResult::known;
   if (limitReached(port, vlan)) {
@@ -233,9 +230,10 @@ LearnResult DriverModel::learn(uint32_t port, const MacAddress& mac, uint16_t vl
     return LearnResult::violation;
   }
   if (existing != nullptr) {
-    existing->port = port;
+    macTable.assign(mac, vlan, port, false);
     return LearnResult::learned;
   }
+  if (macTable.size() >= entryLimit) return LearnResult::tableFull;
   macTable.append(MacTableEntry{mac, vlan, port, false});
   return LearnResult::learned;
 }

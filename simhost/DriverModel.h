@@ -32,6 +32,7 @@ enum class LearnResult {
   known,        // already on this port, or static
   violation,    // a limit of the port's interface is reached; nothing learned
   unknownPort,  // the port stands for no interface of the node
+  tableFull,    // the table holds as many entries as it can; nothing learned
 };
 
 // The length of the record that `code` passes by address: 0 for the command
@@ -40,6 +41,9 @@ bool driverRecordSize(unsigned long code, size_t& size);
 
 class DriverModel {
  public:
+  // The most entries the simulated table can be sized for.
+  static const uint32_t kMaxEntries = 4194304;
+
   DriverModel();
 
   // Factory state: empty table with the default bucket count, switches off,
@@ -49,13 +53,18 @@ class DriverModel {
   // Runs one command; `argument` is the ioctl's third argument word. Returns 0
   // when the driver accepts it, otherwise the errno of the refusal: ENODEV for
   // an interface the driver does not know, EINVAL for a bad field value,
-  // ENOENT for a missing entry, ENOTTY for an unknown code, EFAULT for a null
-  // record.
+  // ENOENT for a missing entry, ENOSPC for a new entry in a full table, ENOTTY for an unknown code,
+  // EFAULT for a null record.
   int execute(unsigned long code, unsigned long argument);
 
   // A frame from `mac` in `vlan` arriving on driver port `port`, the port of
   // interface `port` + 1.
   LearnResult learn(uint32_t port, const MacAddress& mac, uint16_t vlan);
+
+  // How many entries the table holds at most (1 to kMaxEntries); a smaller
+  // size than the table holds now keeps the entries but takes no new ones.
+  void setEntryCapacity(uint32_t capacity) { entryLimit = capacity; }
+  uint32_t entryCapacity() const { return entryLimit; }
 
   MacTable& table() { return macTable; }
   const MacTable& table() const { return macTable; }
@@ -77,6 +86,7 @@ class DriverModel {
   bool limitReached(uint32_t port, uint16_t vlan) const;
 
   MacTable macTable;
+  uint32_t entryLimit;
   bool enabled;
   std::map<unsigned int, DriverInterfaceState> interfaces;
   std::map<unsigned int, DriverViolation> violations;

@@ -21,8 +21,11 @@ int br_open(const char* bridge, const char* table) {
     errno = ENODEV;
     return -1;
   }
-  // A real descriptor, so that the caller's close() is an ordinary one.
-  const int fd = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+  // A real descriptor, so that the caller's close() is an ordinary one. A
+  // duplicate of one kept open spares every operation a path lookup.
+  static const int nullDevice = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+  if (nullDevice < 0) return -1;
+  const int fd = ::fcntl(nullDevice, F_DUPFD_CLOEXEC, 0);
   if (fd < 0) return -1;
   driver.addHandle(fd);
   return fd;

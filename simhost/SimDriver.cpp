@@ -31,6 +31,7 @@ void Driver::reset() {
   std::lock_guard<std::mutex> guard(state.mutex);
   state.model.reset();
   state.log.clear();
+  state.log.setCapacity(DriverCommandLog::kDefaultCapacity);
   state.log.clearFaults();
   state.openFailures = 0;
 }
@@ -53,6 +54,11 @@ uint32_t Driver::bucketCount() const {
 void Driver::setBucketCount(uint32_t count) {
   std::lock_guard<std::mutex> guard(state.mutex);
   state.model.table().setBucketCount(count);
+}
+
+void Driver::setEntryCapacity(uint32_t capacity) {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  state.model.setEntryCapacity(capacity);
 }
 
 uint32_t Driver::bucketOf(const MacAddress& mac, uint16_t vlan) const {
@@ -78,6 +84,21 @@ bool Driver::lastViolation(unsigned int id, DriverViolation& out) const {
 std::vector<DriverCommand> Driver::commands() const {
   std::lock_guard<std::mutex> guard(state.mutex);
   return state.log.commands();
+}
+
+uint64_t Driver::droppedCommands() const {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.log.dropped();
+}
+
+size_t Driver::commandLogCapacity() const {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.log.capacity();
+}
+
+void Driver::setCommandLogCapacity(size_t capacity) {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  state.log.setCapacity(capacity);
 }
 
 void Driver::clearCommands() {
@@ -114,12 +135,6 @@ void Driver::addHandle(int fd) {
   if (state.handles.insert(fd).second) ++state.handleCount;
 }
 
-bool Driver::isHandle(int fd) const {
-  if (state.handleCount.load() == 0) return false;
-  std::lock_guard<std::mutex> guard(state.mutex);
-  return state.handles.count(fd) != 0;
-}
-
 bool Driver::removeHandle(int fd) {
   if (state.handleCount.load() == 0) return false;
   std::lock_guard<std::mutex> guard(state.mutex);
@@ -130,17 +145,32 @@ bool Driver::removeHandle(int fd) {
 
 int Driver::command(unsigned long code, unsigned long argument) {
   std::lock_guard<std::mutex> guard(state.mutex);
-  DriverCommand entry;
+  return commandLocked(code, argument);
+}
+
+bool Driver::commandOnHandle(int fd, unsigned long code, unsigned long argument, int& error) {
+  if (state.handleCount.load() == 0) return false;
+  std::lock_guard<std::mutex> guard(state.mutex);
+  if (state.handles.count(fd) == 0) return false;
+  error = commandLocked(code, argument);
+  return true;
+}
+
+int Driver::commandLocked(unsigned long code, unsigned long argument) {
+  const bool refused = state.log.takeRefusal(code);
+  // The record's bytes as passed in, before the driver writes its answer.
+  DriverCommand& entry = state.log.append();
   entry.code = code;
   entry.argument = argument;
   size_t size = 0;
   if (driverRecordSize(code, size) && size > 0 && argument != 0) {
     const uint8_t* record = reinterpret_cast<const uint8_t*>(argument);
     entry.bytes.assign(record, record + size);
+  } else {
+    entry.bytes.clear();
   }
-  const int error = state.log.takeRefusal(code) ? EIO : state.model.execute(code, argument);
+  const int error = refused ? EIO : state.model.execute(code, argument);
   entry.refused = error != 0;
-  state.log.record(entry);
   return error;
 }
 

@@ -18,8 +18,9 @@ class Driver {
  public:
   static Driver& instance();
 
-  // Factory state: empty table with 16 buckets, switches off, no limits, no
-  // violations, faults cleared, command log cleared. Open handles stay open.
+  // Factory state: empty table with 16 buckets and the largest entry
+  // capacity, switches off, no limits, no violations, faults cleared, command
+  // log cleared and back to its default capacity. Open handles stay open.
   void reset();
 
   // A frame from `mac` in `vlan` arriving on driver port `port`.
@@ -30,14 +31,21 @@ class Driver {
   uint32_t bucketCount() const;
   // Rehashes the table into `count` buckets.
   void setBucketCount(uint32_t count);
+  // The most entries the table takes (1 to DriverModel::kMaxEntries).
+  void setEntryCapacity(uint32_t capacity);
   uint32_t bucketOf(const MacAddress& mac, uint16_t vlan) const;
   bool globalState() const;
   DriverInterfaceState interfaceState(unsigned int id) const;
   // False when no violation was recorded on the interface.
   bool lastViolation(unsigned int id, DriverViolation& out) const;
 
-  // Every command since the last clear, in order.
+  // The commands since the last clear that the log still holds, in order.
   std::vector<DriverCommand> commands() const;
+  // Commands since the last clear that the log dropped to stay in capacity.
+  uint64_t droppedCommands() const;
+  size_t commandLogCapacity() const;
+  // How many commands the log keeps (at least 1); the oldest go first.
+  void setCommandLogCapacity(size_t capacity);
   void clearCommands();
   // The next `count` commands with `code` are refused (EIO), changing nothing.
   void refuseNext(unsigned long code, unsigned int count);
@@ -53,14 +61,17 @@ class Driver {
   // True when an injected br_open failure applies; consumes it.
   bool takeOpenFailure();
   void addHandle(int fd);
-  bool isHandle(int fd) const;
   // False when `fd` was not a driver handle.
   bool removeHandle(int fd);
   // Runs one command: 0 accepted, otherwise the errno of the refusal.
   int command(unsigned long code, unsigned long argument);
+  // The same on descriptor `fd`, in one step with the handle check; false
+  // (and nothing run) when `fd` is not a driver handle.
+  bool commandOnHandle(int fd, unsigned long code, unsigned long argument, int& error);
 
  private:
   Driver();
+  int commandLocked(unsigned long code, unsigned long argument);
   struct State;
   State& state;
 };

@@ -41,7 +41,13 @@ unsigned long driverCodeArg(const std::string& text) {
 }
 
 void showDriverLog(ControlOutput& out) {
-  for (const sim::DriverCommand& command : sim::Driver::instance().commands()) {
+  sim::Driver& driver = sim::Driver::instance();
+  // Read the count first: commands that arrive in between only make it low.
+  const uint64_t dropped = driver.droppedCommands();
+  if (dropped != 0)
+    out.line(std::to_string(dropped) + " earlier commands dropped (log capacity " +
+             std::to_string(driver.commandLogCapacity()) + ")");
+  for (const sim::DriverCommand& command : driver.commands()) {
     std::string text = hexCode(command.code) + " ";
     if (command.code == psdriver::PSIOC_SET_STATE)
       text += std::to_string(command.argument);

@@ -2,7 +2,22 @@
 
 #include <cstdio>
 
+#include "DriverCommandLog.h"
+
 namespace pshost {
+namespace {
+
+size_t parseLogCapacity(const std::string& text) {
+  const std::string range = "1 to " + std::to_string(sim::DriverCommandLog::kMaxCapacity);
+  if (text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos)
+    throw OptionError("option --log-capacity: expected a number from " + range);
+  size_t capacity = std::stoul(text);
+  if (capacity == 0 || capacity > sim::DriverCommandLog::kMaxCapacity)
+    throw OptionError("option --log-capacity: out of range (" + range + ")");
+  return capacity;
+}
+
+}  // namespace
 
 HostOptions parseHostOptions(int argc, char** argv) {
   HostOptions options;
@@ -20,10 +35,12 @@ HostOptions parseHostOptions(int argc, char** argv) {
       (name == "--version" ? options.version : options.help) = true;
       continue;
     }
-    std::string* target = name == "--node"      ? &options.nodeFile
-                          : name == "--control" ? &options.controlPath
-                          : name == "--module"  ? &options.modulePath
-                                                : nullptr;
+    std::string capacity;
+    std::string* target = name == "--node"           ? &options.nodeFile
+                          : name == "--control"      ? &options.controlPath
+                          : name == "--module"       ? &options.modulePath
+                          : name == "--log-capacity" ? &capacity
+                                                     : nullptr;
     if (target == nullptr) {
       if (arg.compare(0, 1, "-") == 0) throw OptionError("unknown option " + name);
       throw OptionError("unexpected argument '" + arg + "'");
@@ -34,13 +51,15 @@ HostOptions parseHostOptions(int argc, char** argv) {
     }
     if (value.empty()) throw OptionError("option " + name + " needs a value");
     *target = value;
+    if (target == &capacity) options.logCapacity = parseLogCapacity(capacity);
   }
   return options;
 }
 
 void printHostUsage() {
   std::printf(
-      "usage: pshost [--node FILE] [--control PATH] [--module PATH] [--version]\n"
+      "usage: pshost [--node FILE] [--control PATH] [--module PATH] [--log-capacity N]\n"
+      "              [--version]\n"
       "\n"
       "Runs the port-security module on a simulated node: loads the module, applies\n"
       "its default settings, starts it, and serves its RPC program until SIGINT or\n"
@@ -51,9 +70,12 @@ void printHostUsage() {
       "  --control PATH  the control channel's UNIX socket (default %s)\n"
       "  --module PATH   the module to load (default: libportsecurity.so beside\n"
       "                  pshost, else the installed plug-in)\n"
+      "  --log-capacity N\n"
+      "                  driver commands the log keeps before it drops the oldest\n"
+      "                  (default: the node file's driver.logCapacity, else %zu)\n"
       "  --version       the version and commit of this pshost\n"
       "  -h, --help      this text\n",
-      kDefaultControlPath);
+      kDefaultControlPath, sim::DriverCommandLog::kDefaultCapacity);
 }
 
 }  // namespace pshost

@@ -1,6 +1,7 @@
 // pshost's command line. Parsing is pure; safe from any thread.
 #pragma once
 
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 
@@ -21,6 +22,7 @@ struct HostOptions {
   std::string nodeFile;  // empty: the built-in default node
   std::string controlPath = kDefaultControlPath;
   std::string modulePath;  // empty: libportsecurity.so beside the executable
+  size_t logCapacity = 0;  // 0: the node file's or the driver's own
   bool help = false;
   bool version = false;
 };

@@ -35,7 +35,9 @@ struct NodeConfig {
   std::vector<NodeGem> gem;
   std::vector<uint16_t> vlans;
   bool profileMode = false;
-  unsigned int driverBuckets = 0;  // 0 keeps the driver's own size
+  unsigned int driverBuckets = 0;      // 0 keeps the driver's own size
+  unsigned int driverEntries = 0;      // 0 keeps the driver's own capacity
+  unsigned int driverLogCapacity = 0;  // 0 keeps the command log's own capacity
 };
 
 // A node file that cannot be used. what() is the one line to print, naming

@@ -14,6 +14,7 @@
 
 #include "MacText.h"
 #include "NodeConfig.h"
+#include "SimDriver.h"
 
 namespace pshost {
 namespace {
@@ -191,9 +192,15 @@ NodeConfig parseNodeText(const std::string& text) {
   if (root.has("profileMode")) node.profileMode = root.child("profileMode").boolean();
   if (root.has("driver")) {
     Field driver = root.child("driver");
-    driver.object({"buckets"});
+    driver.object({"buckets", "entries", "logCapacity"});
     if (driver.has("buckets"))
       node.driverBuckets = static_cast<unsigned int>(driver.child("buckets").number(1, 65536));
+    if (driver.has("entries"))
+      node.driverEntries = static_cast<unsigned int>(
+          driver.child("entries").number(1, sim::DriverModel::kMaxEntries));
+    if (driver.has("logCapacity"))
+      node.driverLogCapacity = static_cast<unsigned int>(
+          driver.child("logCapacity").number(1, sim::DriverCommandLog::kMaxCapacity));
   }
   return node;
 }

@@ -25,7 +25,10 @@ void applyNode(const NodeConfig& config) {
   node.setProfileMode(config.profileMode);
   for (const NodeGem& gem : config.gem) node.bindGem({gem.interface, gem.vport, gem.gem});
   for (uint16_t vlan : config.vlans) node.addVlanQuietly(vlan);
-  if (config.driverBuckets != 0) sim::Driver::instance().setBucketCount(config.driverBuckets);
+  sim::Driver& driver = sim::Driver::instance();
+  if (config.driverBuckets != 0) driver.setBucketCount(config.driverBuckets);
+  if (config.driverEntries != 0) driver.setEntryCapacity(config.driverEntries);
+  if (config.driverLogCapacity != 0) driver.setCommandLogCapacity(config.driverLogCapacity);
 }
 
 }  // namespace pshost

@@ -70,6 +70,9 @@ void learnCommand(const Words& args, ControlOutput& out) {
     case sim::LearnResult::violation:
       out.line("violation");
       break;
+    case sim::LearnResult::tableFull:
+      out.line("table full");
+      break;
     case sim::LearnResult::unknownPort:
       throw CommandError("driver port " + args[0] + " stands for no interface");
   }

@@ -47,6 +47,8 @@ int run(const pshost::HostOptions& options, const sigset_t& stopSignals) {
   } catch (const pshost::NodeFileError& error) {
     return startFailure(error.what());
   }
+  if (options.logCapacity != 0)
+    node.driverLogCapacity = static_cast<unsigned int>(options.logCapacity);
   pshost::applyNode(node);
   pshost::ControlServer control(options.controlPath, pshost::runControlCommand);
   std::string modulePath =

@@ -8,6 +8,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
 
 #include "DriverRecords.h"
 #include "SimHost.h"
@@ -142,6 +146,154 @@ TEST_F(SimDriverTest, OpensOnlyTheTableHandleAndLeavesOtherDescriptorsToTheSyste
   ::close(pipeEnds[0]);
   ::close(pipeEnds[1]);
   EXPECT_EQ(1u, driver().openHandles());
+}
+
+// The table as one list in insertion order, each chain the entries hashing
+// to its bucket, and counts made by scanning: slow, and plainly right.
+struct ReferenceTable {
+  std::vector<sim::MacTableEntry> entries;
+  uint32_t buckets = sim::MacTable::kDefaultBucketCount;
+  std::map<unsigned int, uint32_t> dynamicLimits;                    // by port
+  std::map<std::pair<unsigned int, uint16_t>, uint32_t> vlanLimits;  // by port and VLAN
+
+  sim::MacTableEntry* find(const sim::MacAddress& mac, uint16_t vlan) {
+    for (sim::MacTableEntry& entry : entries)
+      if (entry.mac == mac && entry.vlan == vlan) return &entry;
+    return nullptr;
+  }
+  LearnResult learn(uint32_t port, const sim::MacAddress& mac, uint16_t vlan) {
+    sim::MacTableEntry* existing = find(mac, vlan);
+    if (existing != nullptr && (existing->isStatic || existing->port == port))
+      return LearnResult::known;
+    auto limit = dynamicLimits.find(port);
+    if (limit != dynamicLimits.end()) {
+      uint32_t dynamic = 0;
+      for (const sim::MacTableEntry& entry : entries)
+        dynamic += !entry.isStatic && entry.port == port;
+      if (dynamic >= limit->second) return LearnResult::violation;
+    }
+    auto vlanLimit = vlanLimits.find({port, vlan});
+    if (vlanLimit != vlanLimits.end()) {
+      uint32_t dynamic = 0;
+      for (const sim::MacTableEntry& entry : entries)
+        dynamic += !entry.isStatic && entry.port == port && entry.vlan == vlan;
+      if (dynamic >= vlanLimit->second) return LearnResult::violation;
+    }
+    if (existing != nullptr)
+      existing->port = port;
+    else
+      entries.push_back({mac, vlan, port, false});
+    return LearnResult::learned;
+  }
+  int deleteStatic(uint32_t port, const sim::MacAddress& mac, uint16_t vlan) {
+    for (auto entry = entries.begin(); entry != entries.end(); ++entry)
+      if (entry->mac == mac && entry->vlan == vlan) {
+        if (!entry->isStatic || entry->port != port) return ENOENT;
+        entries.erase(entry);
+        return 0;
+      }
+    return ENOENT;
+  }
+  std::vector<std::vector<sim::MacTableEntry>> chains() {
+    std::vector<std::vector<sim::MacTableEntry>> result(buckets);
+    for (const sim::MacTableEntry& entry : entries)
+      if (buckets != 0)
+        result[sim::Driver::instance().bucketOf(entry.mac, entry.vlan)].push_back(entry);
+    return result;
+  }
+};
+
+bool sameChains(const std::vector<std::vector<sim::MacTableEntry>>& a,
+                const std::vector<std::vector<sim::MacTableEntry>>& b) {
+  if (a.size() != b.size()) return false;
+  for (size_t bucket = 0; bucket < a.size(); ++bucket) {
+    if (a[bucket].size() != b[bucket].size()) return false;
+    for (size_t i = 0; i < a[bucket].size(); ++i) {
+      const sim::MacTableEntry& x = a[bucket][i];
+      const sim::MacTableEntry& y = b[bucket][i];
+      if (x.mac != y.mac || x.vlan != y.vlan || x.port != y.port || x.isStatic != y.isStatic)
+        return false;
+    }
+  }
+  return true;
+}
+
+// Random frames, static adds and deletes, moves to static and rehashes, on a
+// small address space so that entries collide, move and come back; after
+// every step the driver's chains, positions and refusals match the reference.
+TEST_F(SimDriverTest, TableMatchesAPlainReferenceThroughRandomCommands) {
+  ReferenceTable reference;
+  ASSERT_EQ(0, setState(1));
+  for (const char* intf : {"2", "4"}) {
+    psIntfStateArg_t on = recordFor<psIntfStateArg_t>(intf);
+    on.state = 1;
+    ASSERT_EQ(0, send(PSIOC_SET_INTF_STATE, &on));
+  }
+  ASSERT_EQ(0, setLimit("2", PS_LIMIT_DYNAMIC, 6));
+  ASSERT_EQ(0, setLimit("4", PS_LIMIT_DYNAMIC, 3));
+  reference.dynamicLimits = {{1, 6}, {3, 3}};
+  psVlanLimitArg_t vlanLimit = recordFor<psVlanLimitArg_t>("2");
+  vlanLimit.vlan = 2;
+  vlanLimit.limit = 2;
+  ASSERT_EQ(0, send(PSIOC_SET_VLAN_LIMIT, &vlanLimit));
+  reference.vlanLimits = {{{1, 2}, 2}};
+  std::mt19937 random(16);
+  auto pick = [&](uint32_t n) { return static_cast<uint32_t>(random() % n); };
+  for (int step = 0; step < 4000; ++step) {
+    const uint32_t port = pick(5);
+    const uint8_t last = static_cast<uint8_t>(pick(24));
+    const uint16_t vlan = static_cast<uint16_t>(1 + pick(3));
+    const std::string intf = std::to_string(port + 1);
+    const uint32_t what = pick(100);
+    if (what < 55) {
+      ASSERT_EQ(reference.learn(port, macOf(last), vlan), driver().learn(port, macOf(last), vlan))
+          << "step " << step;
+    } else if (what < 75) {
+      ASSERT_EQ(0, staticEntry(PSIOC_ADD_STATIC, intf.c_str(), last, vlan));
+      sim::MacTableEntry* existing = reference.find(macOf(last), vlan);
+      if (existing != nullptr)
+        *existing = {macOf(last), vlan, port, true};
+      else
+        reference.entries.push_back({macOf(last), vlan, port, true});
+    } else if (what < 93) {
+      const int expected = reference.deleteStatic(port, macOf(last), vlan);
+      const int result = staticEntry(PSIOC_DEL_STATIC, intf.c_str(), last, vlan);
+      ASSERT_EQ(expected, result == 0 ? 0 : errno) << "step " << step;
+    } else if (what < 97) {
+      psMoveArg_t move = recordFor<psMoveArg_t>(intf.c_str());
+      ASSERT_EQ(0, send(PSIOC_MOVE_TO_STATIC, &move));
+      for (sim::MacTableEntry& entry : reference.entries)
+        if (entry.port == port) entry.isStatic = true;
+    } else {
+      const uint32_t counts[] = {0, 1, 3, 16, 64};
+      reference.buckets = counts[pick(5)];
+      driver().setBucketCount(reference.buckets);
+    }
+    ASSERT_TRUE(sameChains(reference.chains(), driver().table())) << "step " << step;
+  }
+}
+
+TEST_F(SimDriverTest, CommandLogKeepsTheNewestAndCountsWhatItDropped) {
+  driver().setCommandLogCapacity(3);
+  driver().refuseCall(5);
+  for (uint32_t limit = 1; limit <= 5; ++limit) setLimit("3", PS_LIMIT_DYNAMIC, limit);
+  const std::vector<sim::DriverCommand> kept = driver().commands();
+  ASSERT_EQ(3u, kept.size());
+  EXPECT_EQ(2u, driver().droppedCommands());
+  for (size_t i = 0; i < kept.size(); ++i)
+    EXPECT_EQ(i + 3, reinterpret_cast<const psIntfLimitArg_t*>(kept[i].bytes.data())->limit);
+  EXPECT_TRUE(kept.back().refused);  // call numbers count the dropped commands too
+  EXPECT_EQ(4u, driver().interfaceState(3).dynamicLimit);
+  driver().clearCommands();
+  EXPECT_EQ(0u, driver().droppedCommands());
+
+  driver().setEntryCapacity(2);
+  driver().learn(1, macOf(1), 1);
+  ASSERT_EQ(0, staticEntry(PSIOC_ADD_STATIC, "2", 2, 1));
+  EXPECT_EQ(LearnResult::tableFull, driver().learn(1, macOf(3), 1));
+  EXPECT_EQ(-1, staticEntry(PSIOC_ADD_STATIC, "2", 3, 1));
+  EXPECT_EQ(ENOSPC, errno);
+  EXPECT_EQ(0, staticEntry(PSIOC_ADD_STATIC, "2", 1, 1));  // an entry it holds is taken over
 }
 
 }  // namespace

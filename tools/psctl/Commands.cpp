@@ -105,7 +105,7 @@ void printUsage(std::ostream& out) {
          "  --host HOST      the node to manage (default 127.0.0.1)\n"
          "  --tcp            call over TCP (default; long MAC lists need it)\n"
          "  --udp            call over UDP\n"
-         "  --timeout SECS   give up on a call after SECS seconds (default 5)\n"
+         "  --timeout SECS   give up on a call after SECS seconds (default 60)\n"
          "  --json           print one JSON object instead of text\n"
          "  --control PATH   pshost's control socket, for 'sim' (default "
       << kDefaultControlPath

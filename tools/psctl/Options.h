@@ -21,7 +21,8 @@ struct Options {
   std::string host = "127.0.0.1";
   // TCP by default: a long MAC list does not fit in one UDP reply.
   bool tcp = true;
-  double timeoutSeconds = 5.0;
+  // Long enough to list the largest table the simulated driver holds.
+  double timeoutSeconds = 60.0;
   bool json = false;
   bool help = false;
   bool version = false;
