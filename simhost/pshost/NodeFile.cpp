@@ -171,7 +171,8 @@ NodeConfig parseNodeText(const std::string& text) {
   json document;
   try {
     document = json::parse(text);
-  } catch (const json::parse_error& error) {
+  } catch (const json::exception& error) {
+    // Syntax errors, and numbers too large for any type (out of range).
     std::string what = error.what();
     size_t start = what.find("] ");
     throw NodeFileError(start == std::string::npos ? what : what.substr(start + 2));

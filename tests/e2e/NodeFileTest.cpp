@@ -35,6 +35,7 @@ TEST(NodeFileTest, WrongStartupInputIsNamedInOneLineWithStatus2) {
        "interfaces[1].id: duplicate id 1\n"},
       {"[]", "top level: expected an object\n"},
       {R"({"interfaces": [)", "parse error at line 1"},
+      {kGood + R"(, "vlans": [2e+2222]})", "number overflow parsing '2e+2222'\n"},
   };
   std::vector<std::pair<std::vector<std::string>, std::string>> cases;
   for (size_t i = 0; i < badNodes.size(); ++i)
