@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Installs what the build and the tests need on a fresh Debian machine and
-# makes sure the port mapper runs.
+# Installs what the build and the tests need on a fresh Debian machine, and
+# any further packages given as arguments, and makes sure the port mapper runs.
 set -euo pipefail
 
 packages=(build-essential cmake ninja-build pkg-config
           libboost-dev libboost-thread-dev libboost-system-dev libboost-date-time-dev
-          libtirpc-dev rpcsvc-proto rpcbind nlohmann-json3-dev googletest libgtest-dev)
+          libtirpc-dev rpcsvc-proto rpcbind nlohmann-json3-dev googletest libgtest-dev "$@")
 
 missing=()
 for p in "${packages[@]}"; do
