@@ -3,6 +3,7 @@
 // encode, and its encoding must decode to a record that encodes to the same
 // bytes. Every record is released with the free direction, so a routine that
 // leaves memory behind is reported as a leak.
+#include <dlfcn.h>
 #include <rpc/rpc.h>
 
 #include <cstddef>
@@ -100,6 +101,26 @@ std::vector<char> encode(const Routine& routine, Record& record, size_t limit) {
 }
 
 }  // namespace
+
+// The RPC library allocates a list's count times its element size before it
+// reads one element, so four bytes can ask for gigabytes (a client decoding a
+// reply is exposed to this; the server decodes no lists). Every element takes
+// at least one XDR unit, so a count larger than the rest of the message is
+// refused here, before that allocation, and the run tests the routines.
+extern "C" bool_t xdr_array(XDR* xdrs, char** addrp, u_int* sizep, u_int maxsize, u_int elsize,
+                            xdrproc_t elproc) {
+  typedef bool_t (*array_t)(XDR*, char**, u_int*, u_int, u_int, xdrproc_t);
+  static const array_t library = reinterpret_cast<array_t>(dlsym(RTLD_NEXT, "xdr_array"));
+  if (xdrs->x_op == XDR_DECODE) {
+    const u_int start = xdr_getpos(xdrs);
+    u_int count = 0;
+    if (!xdr_u_int(xdrs, &count)) return FALSE;
+    const u_int left = xdrs->x_handy;
+    xdr_setpos(xdrs, start);
+    if (count > left / BYTES_PER_XDR_UNIT) return FALSE;
+  }
+  return library(xdrs, addrp, sizep, maxsize, elsize, elproc);
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
