@@ -36,6 +36,7 @@ TEST(NodeFileTest, WrongStartupInputIsNamedInOneLineWithStatus2) {
       {"[]", "top level: expected an object\n"},
       {R"({"interfaces": [)", "parse error at line 1"},
       {kGood + R"(, "vlans": [2e+2222]})", "number overflow parsing '2e+2222'\n"},
+      {kGood + R"(, "vl\ns": [10]})", "vl\\x0as: unknown key\n"},
   };
   std::vector<std::pair<std::vector<std::string>, std::string>> cases;
   for (size_t i = 0; i < badNodes.size(); ++i)
