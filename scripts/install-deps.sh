@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Installs what the build and the tests need on a fresh Debian machine and
-# makes sure the port mapper runs. With --all it also installs the heavier
-# optional tools: tshark (the dissector test, skipped without it) and lintian
-# (scripts/package.sh checks the packages with it).
+# Installs what the build and the tests need on a fresh Debian machine, and
+# any further packages given as arguments, and makes sure the port mapper
+# runs. With --all it also installs the heavier optional tools: tshark (the
+# dissector test, skipped without it) and lintian (scripts/package.sh checks
+# the packages with it).
 set -euo pipefail
 
 # dpkg-dev and fakeroot build the packages; man-db and bash-completion let
@@ -11,9 +12,12 @@ packages=(build-essential cmake ninja-build pkg-config
           libboost-dev libboost-thread-dev libboost-system-dev libboost-date-time-dev
           libtirpc-dev rpcsvc-proto rpcbind nlohmann-json3-dev googletest libgtest-dev
           dpkg-dev fakeroot man-db bash-completion)
-if [ "${1:-}" = "--all" ]; then
-  packages+=(tshark lintian)
-fi
+for arg in "$@"; do
+  case "$arg" in
+    --all) packages+=(tshark lintian) ;;
+    *) packages+=("$arg") ;;
+  esac
+done
 
 missing=()
 for p in "${packages[@]}"; do

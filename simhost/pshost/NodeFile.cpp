@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <initializer_list>
@@ -21,13 +22,29 @@ namespace {
 
 using nlohmann::json;
 
+// Keys and names come from the file: their control characters are written as
+// \xHH, so that a message stays one line.
+std::string printable(const std::string& text) {
+  std::string shown;
+  for (unsigned char c : text) {
+    if (c >= 0x20 && c != 0x7f) {
+      shown += static_cast<char>(c);
+      continue;
+    }
+    char escape[8];
+    std::snprintf(escape, sizeof escape, "\\x%02x", c);
+    shown += escape;
+  }
+  return shown;
+}
+
 // A JSON value and the key path that leads to it, for the messages.
 class Field {
  public:
   Field(const json& value, std::string path) : value(value), path(std::move(path)) {}
 
   [[noreturn]] void fail(const std::string& what) const {
-    throw NodeFileError((path.empty() ? "top level" : path) + ": " + what);
+    throw NodeFileError(printable((path.empty() ? "top level" : path) + ": " + what));
   }
 
   const json& object(std::initializer_list<const char*> keys) const {
@@ -176,7 +193,8 @@ NodeConfig parseNodeText(const std::string& text) {
   json document;
   try {
     document = json::parse(text);
-  } catch (const json::parse_error& error) {
+  } catch (const json::exception& error) {
+    // Syntax errors, and numbers too large for any type (out of range).
     std::string what = error.what();
     size_t start = what.find("] ");
     throw NodeFileError(start == std::string::npos ? what : what.substr(start + 2));

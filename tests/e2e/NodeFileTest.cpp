@@ -45,6 +45,8 @@ TEST(NodeFileTest, WrongStartupInputIsNamedInOneLineWithStatus2) {
        "interfaces[2].name: '" + std::string(64, 'e') + "' is longer than 63 characters\n"},
       {"[]", "top level: expected an object\n"},
       {R"({"interfaces": [)", "parse error at line 1"},
+      {kGood + R"(, "vlans": [2e+2222]})", "number overflow parsing '2e+2222'\n"},
+      {kGood + R"(, "vl\ns": [10]})", "vl\\x0as: unknown key\n"},
   };
   std::vector<std::pair<std::vector<std::string>, std::string>> cases;
   for (size_t i = 0; i < badNodes.size(); ++i)
