@@ -47,7 +47,7 @@ Endpoints& endpoints() {
     Endpoints made = {loopbackUdpSocket(), loopbackUdpSocket()};
     SVCXPRT* transport = svcudp_create(made.server);
     if (transport == nullptr) fail("cannot create the UDP transport");
-    boundDecodingToDatagram(transport);
+    boundDecodingToDatagram(transport, false);
     if (!svc_register(transport, PORTSECURITY_PROGRAM, PORTSECURITY_VERSION,
                       rpcPortsecurityDispatch, 0))
       fail("cannot register the program with the transport");

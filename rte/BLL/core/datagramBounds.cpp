@@ -13,6 +13,7 @@
 #include <string.h>
 #include <sys/socket.h>
 
+#include <cstdint>
 #include <mutex>
 #include <type_traits>
 
@@ -86,21 +87,26 @@ bool_t boundedGetargs(SVCXPRT*, xdrproc_t decode, void* arguments) {
   return decoded;
 }
 
-bool setDropFilter(int sock, bool drop) {
-  if (!drop) {
-    const int unused = 0;  // the option carries no value but must be given one
-    return setsockopt(sock, SOL_SOCKET, SO_DETACH_FILTER, &unused, sizeof unused) == 0;
-  }
-  struct sock_filter acceptNothing[] = {BPF_STMT(BPF_RET | BPF_K, 0)};
-  struct sock_fprog program = {1, acceptNothing};
+bool attachFilter(int sock, uint32_t acceptedBytes) {
+  struct sock_filter verdict[] = {BPF_STMT(BPF_RET | BPF_K, acceptedBytes)};
+  struct sock_fprog program = {1, verdict};
   return setsockopt(sock, SOL_SOCKET, SO_ATTACH_FILTER, &program, sizeof program) == 0;
+}
+
+bool setDropFilter(int sock, bool drop) {
+  if (drop) return attachFilter(sock, 0);
+  const int unused = 0;  // the option carries no value but must be given one
+  if (setsockopt(sock, SOL_SOCKET, SO_DETACH_FILTER, &unused, sizeof unused) == 0) return true;
+  // qemu-user attaches filters but cannot detach them: replace the drop-all
+  // filter with one that takes every datagram whole.
+  return attachFilter(sock, 0xffffffffu);
 }
 
 }  // namespace
 
 bool holdDatagramsBack(int sock) { return setDropFilter(sock, true); }
 
-bool boundDecodingToDatagram(SVCXPRT* transport) {
+bool boundDecodingToDatagram(SVCXPRT* transport, bool heldBack) {
   std::call_once(opsMade, [transport] {
     libraryOps = transport->xp_ops;
     boundedOps = *libraryOps;
@@ -111,7 +117,7 @@ bool boundDecodingToDatagram(SVCXPRT* transport) {
   // takes to find the transport: the loop sees the wrapped table.
   xprt_unregister(transport);
   if (transport->xp_ops == libraryOps) transport->xp_ops = &boundedOps;
-  const bool open = setDropFilter(transport->xp_fd, false);
+  const bool open = !heldBack || setDropFilter(transport->xp_fd, false);
   xprt_register(transport);
   return open;
 }

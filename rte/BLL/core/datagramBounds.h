@@ -13,10 +13,12 @@
 #include <rpc/rpc.h>
 
 // Makes the socket drop every datagram until boundDecodingToDatagram lets
-// them in. False, with errno set, when the socket refuses.
+// them in. False when the system has no socket filters (qemu-user, for one):
+// the port is not published yet, so only a client that guesses it could
+// reach the transport before it is wrapped.
 bool holdDatagramsBack(int sock);
 
 // Takes the transport out of the loop's set, wraps its receive and argument
-// operations, lets datagrams in and puts the transport back. False, with
-// errno set, when the socket's datagrams could not be let in.
-bool boundDecodingToDatagram(SVCXPRT* transport);
+// operations, lets datagrams in when they were held back, and puts the
+// transport back. False, with errno set, when they could not be let in.
+bool boundDecodingToDatagram(SVCXPRT* transport, bool heldBack);

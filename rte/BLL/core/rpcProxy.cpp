@@ -65,12 +65,13 @@ bool bindLoopback(int sock) {
 // came up keeps its descriptor for the life of the process.
 void registerUdp(unsigned long program, unsigned long version, dispatch_t dispatch) {
   int sock = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
-  if (sock < 0 || !holdDatagramsBack(sock)) {
+  if (sock < 0) {
     reportWithErrno(
         "%s:%d Cannot create UDP socket for RPC service 0x%08lx/%lu, version %lu (%d - %s).\n",
         kLineUdpSocket, program, version);
     return;
   }
+  const bool heldBack = holdDatagramsBack(sock);
   if (!bindLoopback(sock)) {
     reportWithErrno(
         "%s:%d Cannot bind UDP socket for RPC service 0x%08lx/%lu, version %lu (%d - %s).\n",
@@ -83,7 +84,7 @@ void registerUdp(unsigned long program, unsigned long version, dispatch_t dispat
            program, version);
     return;
   }
-  if (!boundDecodingToDatagram(transport)) {
+  if (!boundDecodingToDatagram(transport, heldBack)) {
     report("%s:%d Cannot create UDP RPC service 0x%08lx/%lu, version %lu.\n", kLineUdpCreate,
            program, version);
     return;
