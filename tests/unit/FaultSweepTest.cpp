@@ -25,6 +25,7 @@ struct Outcome {
 
 struct Sweep {
   const char* name;
+  // What the operation needs beyond the default settings; may be empty.
   std::function<void(FaultSweepTest&)> arrange;
   // The operation; results that are not codes are mapped to 0 for success.
   std::function<unsigned int(FaultSweepTest&)> act;
@@ -43,6 +44,12 @@ class FaultSweepTest : public EntityTest, public ::testing::WithParamInterface<S
   using EntityTest::ps;
   using EntityTest::staticOn;
   using EntityTest::vlanLimitsOf;
+
+  // Default settings, then the sweep's own arrangement.
+  void arrange(const Sweep& sweep) {
+    ASSERT_TRUE(ps().applyDefaultSettings());
+    if (sweep.arrange) sweep.arrange(*this);
+  }
 
   // Every cache record marked configured has its entry in the static
   // entries and in the driver's table on the interface that carries it.
@@ -89,7 +96,7 @@ class FaultSweepTest : public EntityTest, public ::testing::WithParamInterface<S
 
 TEST_P(FaultSweepTest, EachRefusedCommandLeavesWhatTheOperationPromises) {
   const Sweep& sweep = GetParam();
-  sweep.arrange(*this);
+  arrange(sweep);
   takeSent();
   takeLogged();
   EXPECT_EQ(0u, sweep.act(*this)) << "fault-free run";
@@ -98,7 +105,7 @@ TEST_P(FaultSweepTest, EachRefusedCommandLeavesWhatTheOperationPromises) {
   expectConfiguredApplied();
 
   setUpAgain();
-  sweep.arrange(*this);
+  arrange(sweep);
   takeSent();
   takeLogged();
   std::string before = memory();
@@ -111,7 +118,7 @@ TEST_P(FaultSweepTest, EachRefusedCommandLeavesWhatTheOperationPromises) {
   for (size_t refused = 1; refused <= good.size(); ++refused) {
     SCOPED_TRACE("refused: " + good[refused - 1]);
     setUpAgain();
-    sweep.arrange(*this);
+    arrange(sweep);
     takeSent();
     takeLogged();
     before = memory();
@@ -145,8 +152,6 @@ const PortSecurity::macEntry_t E1 = macEntry(VLAN10, 1), E2 = macEntry(VLAN10, 2
 
 // Settings for every interface, as the host leaves them, and the
 // management entry.
-void defaults(FaultSweepTest& t) { ASSERT_TRUE(t.ps().applyDefaultSettings()); }
-
 Outcome refusedAndKept(const Lines&, size_t) { return {1, true, true}; }
 
 bool startsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
@@ -162,26 +167,23 @@ std::string eventLine(const char* handler, int number, const char* text, const s
 }
 
 const Sweep kSweeps[] = {
-    {"GlobalState", defaults, [](FaultSweepTest& t) { return t.ps().setState(true); }, 1,
+    {"GlobalState", nullptr, [](FaultSweepTest& t) { return t.ps().setState(true); }, 1,
      refusedAndKept},
-    {"InterfaceState", defaults, [](FaultSweepTest& t) { return t.ps().setState(ETH1, true); }, 1,
+    {"InterfaceState", nullptr, [](FaultSweepTest& t) { return t.ps().setState(ETH1, true); }, 1,
      refusedAndKept},
-    {"DynamicLimit", defaults,
+    {"DynamicLimit", nullptr,
      [](FaultSweepTest& t) { return t.ps().setLimitDynamicMACs(ETH1, 50u); }, 1, refusedAndKept},
-    {"StaticLimit", defaults, [](FaultSweepTest& t) { return t.ps().setLimitStaticMACs(ETH1, 5); },
+    {"StaticLimit", nullptr, [](FaultSweepTest& t) { return t.ps().setLimitStaticMACs(ETH1, 5); },
      1, refusedAndKept},
-    {"VlanLimit", defaults,
+    {"VlanLimit", nullptr,
      [](FaultSweepTest& t) { return t.ps().setLimitDynamicMACs(ETH1, VLAN10, 5u); }, 1,
      refusedAndKept},
     {"VlanLimitRemoval",
-     [](FaultSweepTest& t) {
-       defaults(t);
-       ASSERT_EQ(0u, t.ps().setLimitDynamicMACs(ETH1, VLAN10, 5u));
-     },
+     [](FaultSweepTest& t) { ASSERT_EQ(0u, t.ps().setLimitDynamicMACs(ETH1, VLAN10, 5u)); },
      [](FaultSweepTest& t) { return t.ps().setLimitDynamicMACs(ETH1, VLAN10, 0u); }, 1,
      refusedAndKept},
     // Interfaces switched before the refusal stay switched.
-    {"AllInterfaceStates", defaults, [](FaultSweepTest& t) { return t.ps().setStateAll(true); }, 1,
+    {"AllInterfaceStates", nullptr, [](FaultSweepTest& t) { return t.ps().setStateAll(true); }, 1,
      [](const Lines&, size_t) {
        return Outcome{1, false, true};
      },
@@ -195,10 +197,7 @@ const Sweep kSweeps[] = {
     // Adding takes the entry away from the other interface first; a refused
     // add leaves it on neither.
     {"StaticAddMovingAnEntry",
-     [](FaultSweepTest& t) {
-       defaults(t);
-       ASSERT_EQ(0u, t.ps().addStaticEntry(ETH2, E1));
-     },
+     [](FaultSweepTest& t) { ASSERT_EQ(0u, t.ps().addStaticEntry(ETH2, E1)); },
      [](FaultSweepTest& t) { return t.ps().addStaticEntry(ETH1, E1); }, 1,
      [](const Lines&, size_t refused) {
        return Outcome{1, refused == 1, true};
@@ -207,16 +206,11 @@ const Sweep kSweeps[] = {
        EXPECT_EQ(refused == 1 ? Lines{"v10/01"} : Lines{}, t.staticOn(ETH2));
        EXPECT_EQ(Lines{}, t.staticOn(ETH1));
      }},
-    {"StaticDelete",
-     [](FaultSweepTest& t) {
-       defaults(t);
-       ASSERT_EQ(0u, t.ps().addStaticEntry(ETH1, E1));
-     },
+    {"StaticDelete", [](FaultSweepTest& t) { ASSERT_EQ(0u, t.ps().addStaticEntry(ETH1, E1)); },
      [](FaultSweepTest& t) { return t.ps().delStaticEntry(ETH1, E1); }, 1, refusedAndKept},
     // Deletions done before the refusal stay done.
     {"ClearStaticEntries",
      [](FaultSweepTest& t) {
-       defaults(t);
        for (const auto& e : {E1, E2}) ASSERT_EQ(0u, t.ps().addStaticEntry(ETH1, e));
        ASSERT_EQ(0u, t.ps().addStaticEntry(ETH2, E3));
      },
@@ -233,7 +227,7 @@ const Sweep kSweeps[] = {
      }},
     // The interface layer makes the GEM interface's list before the driver
     // is asked; it stays, empty.
-    {"VirtualPortAddOnGem", defaults,
+    {"VirtualPortAddOnGem", nullptr,
      [](FaultSweepTest& t) { return t.ps().addStaticEntryVirtualPort(GPON, E1, 1); }, 1,
      [](const Lines&, size_t) {
        return Outcome{1,
@@ -248,10 +242,7 @@ const Sweep kSweeps[] = {
     // A configured record that moves is deleted where it was first; when the
     // add then fails the record is lost.
     {"VirtualPortAddMovingARecord",
-     [](FaultSweepTest& t) {
-       defaults(t);
-       ASSERT_EQ(0u, t.ps().addStaticEntryApi(ETH1, E1));
-     },
+     [](FaultSweepTest& t) { ASSERT_EQ(0u, t.ps().addStaticEntryApi(ETH1, E1)); },
      [](FaultSweepTest& t) { return t.ps().addStaticEntryApi(ETH2, E1); }, 1,
      [](const Lines&, size_t refused) {
        return Outcome{
@@ -266,10 +257,7 @@ const Sweep kSweeps[] = {
        EXPECT_EQ(Lines{}, t.staticOn(ETH2));
      }},
     {"VirtualPortDelete",
-     [](FaultSweepTest& t) {
-       defaults(t);
-       ASSERT_EQ(0u, t.ps().addStaticEntryVirtualPort(GPON, E1, 1));
-     },
+     [](FaultSweepTest& t) { ASSERT_EQ(0u, t.ps().addStaticEntryVirtualPort(GPON, E1, 1)); },
      [](FaultSweepTest& t) { return t.ps().delStaticEntryVirtualPort(GPON, E1, 1); }, 1,
      [](const Lines&, size_t) {
        return Outcome{1,
@@ -282,7 +270,6 @@ const Sweep kSweeps[] = {
     // only ends its bucket.
     {"MoveToStatic",
      [](FaultSweepTest& t) {
-       defaults(t);
        ASSERT_EQ(0u, t.ps().addStaticEntry(ETH2, E1));
        sim::Driver::instance().setBucketCount(2);
        for (unsigned char last : {5, 6, 7})
@@ -295,7 +282,6 @@ const Sweep kSweeps[] = {
     // Only a refused global switch fails; the cache is emptied otherwise.
     {"DefaultSettings",
      [](FaultSweepTest& t) {
-       defaults(t);
        ASSERT_EQ(0u, t.ps().setLimitDynamicMACs(ETH1, VLAN20, 5u));
        ASSERT_EQ(0u, t.ps().addStaticEntryApi(ETH2, E1));
        ASSERT_EQ(0u, t.ps().addStaticEntry(ETH3, E2));
@@ -323,7 +309,6 @@ const Sweep kSweeps[] = {
     // Each refused add is logged and the walk goes on.
     {"VlanCreated",
      [](FaultSweepTest& t) {
-       defaults(t);
        ASSERT_EQ(0u, t.ps().addStaticEntryApi(ETH1, macEntry(MISSING_VLAN, 1)));
        ASSERT_EQ(0u, t.ps().addStaticEntryApi(ETH2, macEntry(MISSING_VLAN, 2)));
        ASSERT_EQ(0u, t.ps().addStaticEntryVirtualPort(GPON, macEntry(MISSING_VLAN, 3), 1));
@@ -344,7 +329,6 @@ const Sweep kSweeps[] = {
     // removal ends the handler with false.
     {"VlanDeleted",
      [](FaultSweepTest& t) {
-       defaults(t);
        ASSERT_EQ(0u, t.ps().addStaticEntryApi(ETH1, E1));
        ASSERT_EQ(0u, t.ps().addStaticEntryVirtualPort(GPON, E2, 1));
        for (unsigned int id : {ETH1, ETH3})
@@ -368,7 +352,6 @@ const Sweep kSweeps[] = {
     // Kind 0 binds a virtual port that had no GEM interface yet.
     {"GemBound",
      [](FaultSweepTest& t) {
-       defaults(t);
        for (const auto& e : {E1, E2})
          ASSERT_EQ(0u, t.ps().addStaticEntryVirtualPort(GPON, e, NEW_VPORT));
      },
@@ -387,7 +370,6 @@ const Sweep kSweeps[] = {
     // again what is unapplied.
     {"GemRebound",
      [](FaultSweepTest& t) {
-       defaults(t);
        for (const auto& e : {E1, E2}) ASSERT_EQ(0u, t.ps().addStaticEntryVirtualPort(GPON, e, 1));
      },
      [](FaultSweepTest& t) {
