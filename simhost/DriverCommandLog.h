@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <map>
 #include <set>
+#include <unordered_map>
 #include <vector>
 
 namespace sim {
@@ -33,9 +34,10 @@ class DriverCommandLog {
 
   // Call numbers count from 1, from the last clear, dropped commands included.
   unsigned int nextCallNumber() const { return static_cast<unsigned int>(recorded) + 1; }
-  // A slot for the next command, reusing the oldest one's storage once the
-  // ring is full, so that a long run stops allocating.
-  DriverCommand& append();
+  // Records the next command with its record's bytes as passed in (`size`
+  // may be 0) and returns where to mark it refused. Once the ring is full
+  // the oldest slot is overwritten, so a long run stops allocating.
+  bool& append(unsigned long code, unsigned long argument, const uint8_t* record, size_t size);
   // The commands kept, oldest first.
   std::vector<DriverCommand> commands() const;
   // Commands recorded since the last clear that the ring no longer holds.
@@ -53,7 +55,23 @@ class DriverCommandLog {
   bool takeRefusal(unsigned long code);
 
  private:
-  std::vector<DriverCommand> ring;
+  // One command as the ring keeps it, its record inline: a table walk logs
+  // tens of thousands of these, and a flat ring written in order stays
+  // cheap where scattered heap blocks would miss the cache on every command.
+  struct Slot {
+    static const size_t kInlineBytes = 48;  // the longest record but one
+    unsigned long code;
+    unsigned long argument;
+    uint8_t size;
+    bool refused;
+    uint8_t bytes[kInlineBytes];
+  };
+
+  DriverCommand toCommand(size_t index) const;
+
+  std::vector<Slot> ring;
+  // The bytes of records longer than a slot holds, by ring index.
+  std::unordered_map<size_t, std::vector<uint8_t>> longRecords;
   size_t oldest;  // index in `ring` of the oldest command once it is full
   size_t limit;
   uint64_t recorded;

@@ -53,39 +53,47 @@ bool parseInterface(const uint8_t* record, unsigned int& id) {
   return Node::instance().hasInterface(id);
 }
 
-struct RecordSize {
-  unsigned long code;
-  size_t size;
-};
-
-// Every command the driver knows; PSIOC_SET_STATE passes its value itself.
-const RecordSize kRecordSizes[] = {
-    {PSIOC_GET_TABLE_INFO, sizeof(psTableInfoArg_t)},
-    {PSIOC_ADD_STATIC, sizeof(psMacArg_t)},
-    {PSIOC_DEL_STATIC, sizeof(psMacArg_t)},
-    {PSIOC_GET_TABLE_ENTRY, sizeof(psTableEntryArg_t)},
-    {PSIOC_MOVE_TO_STATIC, sizeof(psMoveArg_t)},
-    {PSIOC_SET_STATE, 0},
-    {PSIOC_SET_INTF_STATE, sizeof(psIntfStateArg_t)},
-    {PSIOC_SET_INTF_LIMIT, sizeof(psIntfLimitArg_t)},
-    {PSIOC_SET_VLAN_LIMIT, sizeof(psVlanLimitArg_t)},
-    {PSIOC_DEL_VLAN_LIMIT, sizeof(psVlanLimitArg_t)},
-    {PSIOC_GET_VIOLATION, sizeof(psViolationArg_t)},
-};
-
 bool takesInterface(unsigned long code) {
   return code != PSIOC_GET_TABLE_INFO && code != PSIOC_GET_TABLE_ENTRY;
 }
 
 }  // namespace
 
+// Every command the driver knows; PSIOC_SET_STATE passes its value itself.
 bool driverRecordSize(unsigned long code, size_t& size) {
-  for (const RecordSize& known : kRecordSizes)
-    if (known.code == code) {
-      size = known.size;
+  switch (code) {
+    case PSIOC_GET_TABLE_INFO:
+      size = sizeof(psTableInfoArg_t);
       return true;
-    }
-  return false;
+    case PSIOC_ADD_STATIC:
+    case PSIOC_DEL_STATIC:
+      size = sizeof(psMacArg_t);
+      return true;
+    case PSIOC_GET_TABLE_ENTRY:
+      size = sizeof(psTableEntryArg_t);
+      return true;
+    case PSIOC_MOVE_TO_STATIC:
+      size = sizeof(psMoveArg_t);
+      return true;
+    case PSIOC_SET_STATE:
+      size = 0;
+      return true;
+    case PSIOC_SET_INTF_STATE:
+      size = sizeof(psIntfStateArg_t);
+      return true;
+    case PSIOC_SET_INTF_LIMIT:
+      size = sizeof(psIntfLimitArg_t);
+      return true;
+    case PSIOC_SET_VLAN_LIMIT:
+    case PSIOC_DEL_VLAN_LIMIT:
+      size = sizeof(psVlanLimitArg_t);
+      return true;
+    case PSIOC_GET_VIOLATION:
+      size = sizeof(psViolationArg_t);
+      return true;
+    default:
+      return false;
+  }
 }
 
 DriverModel::DriverModel() : entryLimit(kMaxEntries), enabled(false) {}

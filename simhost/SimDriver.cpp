@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <mutex>
-#include <set>
+#include <vector>
 
 namespace sim {
 
@@ -12,11 +12,16 @@ struct Driver::State {
   mutable std::mutex mutex;
   DriverModel model;
   DriverCommandLog log;
-  std::set<int> handles;
+  // Indexed by descriptor: every ioctl of a table walk checks it.
+  std::vector<bool> handles;
   // Lets close() and ioctl() on other descriptors skip the mutex while no
   // driver handle is open.
   std::atomic<unsigned int> handleCount{0};
   unsigned int openFailures = 0;
+
+  bool isHandle(int fd) const {
+    return fd >= 0 && static_cast<size_t>(fd) < handles.size() && handles[fd];
+  }
 };
 
 Driver& Driver::instance() {
@@ -132,13 +137,18 @@ bool Driver::takeOpenFailure() {
 
 void Driver::addHandle(int fd) {
   std::lock_guard<std::mutex> guard(state.mutex);
-  if (state.handles.insert(fd).second) ++state.handleCount;
+  if (fd < 0) return;
+  if (static_cast<size_t>(fd) >= state.handles.size()) state.handles.resize(fd + 1);
+  if (state.handles[fd]) return;
+  state.handles[fd] = true;
+  ++state.handleCount;
 }
 
 bool Driver::removeHandle(int fd) {
   if (state.handleCount.load() == 0) return false;
   std::lock_guard<std::mutex> guard(state.mutex);
-  if (state.handles.erase(fd) == 0) return false;
+  if (!state.isHandle(fd)) return false;
+  state.handles[fd] = false;
   --state.handleCount;
   return true;
 }
@@ -151,7 +161,7 @@ int Driver::command(unsigned long code, unsigned long argument) {
 bool Driver::commandOnHandle(int fd, unsigned long code, unsigned long argument, int& error) {
   if (state.handleCount.load() == 0) return false;
   std::lock_guard<std::mutex> guard(state.mutex);
-  if (state.handles.count(fd) == 0) return false;
+  if (!state.isHandle(fd)) return false;
   error = commandLocked(code, argument);
   return true;
 }
@@ -159,18 +169,12 @@ bool Driver::commandOnHandle(int fd, unsigned long code, unsigned long argument,
 int Driver::commandLocked(unsigned long code, unsigned long argument) {
   const bool refused = state.log.takeRefusal(code);
   // The record's bytes as passed in, before the driver writes its answer.
-  DriverCommand& entry = state.log.append();
-  entry.code = code;
-  entry.argument = argument;
   size_t size = 0;
-  if (driverRecordSize(code, size) && size > 0 && argument != 0) {
-    const uint8_t* record = reinterpret_cast<const uint8_t*>(argument);
-    entry.bytes.assign(record, record + size);
-  } else {
-    entry.bytes.clear();
-  }
+  if (!driverRecordSize(code, size) || argument == 0) size = 0;
+  bool& logRefused =
+      state.log.append(code, argument, reinterpret_cast<const uint8_t*>(argument), size);
   const int error = refused ? EIO : state.model.execute(code, argument);
-  entry.refused = error != 0;
+  logRefused = error != 0;
   return error;
 }
 

@@ -96,85 +96,102 @@ struct Options {
   double seconds = 2.0;
 };
 
-// Latencies in microseconds and wall time, added up over slices.
-struct Sample {
-  std::vector<float> latencies;
-  double seconds = 0;
-  unsigned long failures = 0;
-};
-
 struct Figures {
   double callsPerSecond = 0;
   double p50 = 0, p99 = 0;  // microseconds
   unsigned long failures = 0;
 };
 
-const double kSliceSeconds = 0.25;
+// One procedure's calls: latencies in microseconds and the wall time of the
+// slices in which it ran.
+struct Sample {
+  std::vector<float> latencies;
+  double seconds = 0;
+  unsigned long failures = 0;
 
-// Every thread has its own client handle and calls back to back until the end.
-void measure(const Options& options, unsigned long proc, const Words& args, double seconds,
-             Sample& sample) {
-  std::vector<std::vector<float>> latencies(options.threads);
-  std::atomic<unsigned long> failures{0};
-  const auto start = std::chrono::steady_clock::now();
-  const auto end = start + std::chrono::duration<double>(seconds);
+  Figures summarise() {
+    Figures figures;
+    figures.failures = failures;
+    if (latencies.empty() || seconds <= 0) return figures;
+    std::sort(latencies.begin(), latencies.end());
+    figures.callsPerSecond = latencies.size() / seconds;
+    figures.p50 = latencies[latencies.size() / 2];
+    figures.p99 = latencies[std::min(latencies.size() - 1, latencies.size() * 99 / 100)];
+    return figures;
+  }
+};
+
+const double kSliceSeconds = 0.05;
+
+// The client threads keep their handles for the whole run and call back to
+// back; the main thread switches them between the null procedure (phase 0)
+// and the measured one (phase 1) every slice, so that neither handle set-up
+// nor the drift of a shared machine's speed favours one of the two. A call
+// counts for the phase it started in.
+void measurePair(const Options& options, unsigned long proc, const Words& args, Figures& null,
+                 Figures& figures) {
+  const int slices = std::max(1, static_cast<int>(options.seconds / kSliceSeconds + 0.5));
+  std::atomic<int> phase{0};
+  std::atomic<bool> running{true};
+  std::atomic<unsigned int> ready{0};
+  struct PerThread {
+    Sample samples[2];
+  };
+  std::vector<PerThread> perThread(options.threads);
   std::vector<std::thread> threads;
   for (unsigned int t = 0; t < options.threads; ++t)
     threads.emplace_back([&, t] {
       CLIENT* client =
           clnt_create(options.host.c_str(), kProgram, kVersion, options.transport.c_str());
+      ++ready;
       if (client == nullptr) {
         clnt_pcreateerror("ps_rpc_load");
-        ++failures;
+        ++perThread[t].samples[0].failures;
         return;
       }
       timeval timeout = {5, 0};
-      Words words = args;
-      latencies[t].reserve(1 << 16);
-      while (std::chrono::steady_clock::now() < end) {
+      Words none, words = args;
+      for (Sample& sample : perThread[t].samples) sample.latencies.reserve(1 << 17);
+      while (running.load()) {
+        const int current = phase.load();
+        const unsigned long called = current == 0 ? 0 : proc;
+        Words* argument = current == 0 ? &none : &words;
         const auto before = std::chrono::steady_clock::now();
-        const clnt_stat status =
-            clnt_call(client, static_cast<rpcproc_t>(proc), asXdrProc(encodeWords),
-                      reinterpret_cast<caddr_t>(&words), asXdrProc(ignoreResult), nullptr, timeout);
+        const clnt_stat status = clnt_call(
+            client, static_cast<rpcproc_t>(called), asXdrProc(encodeWords),
+            reinterpret_cast<caddr_t>(argument), asXdrProc(ignoreResult), nullptr, timeout);
         const auto after = std::chrono::steady_clock::now();
-        if (status != RPC_SUCCESS) ++failures;
-        latencies[t].push_back(std::chrono::duration<float, std::micro>(after - before).count());
+        Sample& sample = perThread[t].samples[current];
+        if (status != RPC_SUCCESS) ++sample.failures;
+        sample.latencies.push_back(
+            std::chrono::duration<float, std::micro>(after - before).count());
       }
       clnt_destroy(client);
     });
-  for (std::thread& thread : threads) thread.join();
-  const double elapsed =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  for (const auto& part : latencies)
-    sample.latencies.insert(sample.latencies.end(), part.begin(), part.end());
-  sample.seconds += elapsed;
-  sample.failures += failures;
-}
-
-Figures summarise(Sample& sample) {
-  Figures figures;
-  figures.failures = sample.failures;
-  std::vector<float>& all = sample.latencies;
-  if (all.empty()) return figures;
-  std::sort(all.begin(), all.end());
-  figures.callsPerSecond = all.size() / sample.seconds;
-  figures.p50 = all[all.size() / 2];
-  figures.p99 = all[std::min(all.size() - 1, all.size() * 99 / 100)];
-  return figures;
-}
-
-// The procedure and the null procedure, slice by slice in turn.
-void measurePair(const Options& options, unsigned long proc, const Words& args, Figures& null,
-                 Figures& figures) {
-  Sample nullSample, sample;
-  const int slices = std::max(1, static_cast<int>(options.seconds / kSliceSeconds + 0.5));
-  const double slice = options.seconds / slices;
-  for (int i = 0; i < slices; ++i) {
-    measure(options, 0, {}, slice, nullSample);
-    measure(options, proc, args, slice, sample);
+  while (ready.load() < options.threads) std::this_thread::yield();
+  double phaseSeconds[2] = {0, 0};
+  for (int i = 0; i < 2 * slices; ++i) {
+    const int current = i % 2;
+    phase.store(current);
+    const auto start = std::chrono::steady_clock::now();
+    std::this_thread::sleep_for(std::chrono::duration<double>(options.seconds / slices));
+    phaseSeconds[current] +=
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   }
-  null = summarise(nullSample);
-  figures = summarise(sample);
+  running.store(false);
+  for (std::thread& thread : threads) thread.join();
+  Sample merged[2];
+  for (int p = 0; p < 2; ++p) {
+    merged[p].seconds = phaseSeconds[p];
+    for (PerThread& part : perThread) {
+      const Sample& sample = part.samples[p];
+      merged[p].latencies.insert(merged[p].latencies.end(), sample.latencies.begin(),
+                                 sample.latencies.end());
+      merged[p].failures += sample.failures;
+    }
+  }
+  null = merged[0].summarise();
+  figures = merged[1].summarise();
 }
 
 void usage() {

@@ -287,6 +287,23 @@ TEST_F(SimDriverTest, CommandLogKeepsTheNewestAndCountsWhatItDropped) {
   driver().clearCommands();
   EXPECT_EQ(0u, driver().droppedCommands());
 
+  // Records longer than the ring's inline room (the move record) come back
+  // whole, after the ring wraps over them and after it is resized.
+  psMoveArg_t move = recordFor<psMoveArg_t>("3");
+  move.reserved[134] = 0x5a;
+  for (int round = 0; round < 4; ++round) {
+    ASSERT_EQ(0, send(PSIOC_MOVE_TO_STATIC, &move));
+    setLimit("3", PS_LIMIT_DYNAMIC, 7);
+  }
+  driver().setCommandLogCapacity(2);
+  const std::vector<sim::DriverCommand> resized = driver().commands();
+  ASSERT_EQ(2u, resized.size());
+  ASSERT_EQ(sizeof move, resized[0].bytes.size());
+  EXPECT_EQ(0, std::memcmp(&move, resized[0].bytes.data(), sizeof move));
+  EXPECT_EQ(sizeof(psIntfLimitArg_t), resized[1].bytes.size());
+  EXPECT_EQ(6u, driver().droppedCommands());
+  driver().clearCommands();
+
   driver().setEntryCapacity(2);
   driver().learn(1, macOf(1), 1);
   ASSERT_EQ(0, staticEntry(PSIOC_ADD_STATIC, "2", 2, 1));
