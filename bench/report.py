@@ -52,11 +52,8 @@ def micro_section():
                          "x%.2f" % (time / base_time)])
         text.append("**%s** (`%s`)\n\n" % (what.get(name, name), name) +
                     table(["N", "time", "N vs first", "time vs first"], body))
-    text.append("The static add walks the cache linearly by design, so filling it costs O(N^2): "
-                "100k cached entries take minutes to set up and are not in the regular run. An "
-                "earlier run of this script on the same machine (2026-11-23 12:36 UTC) measured "
-                "5.49 ms per add+delete pair at 100000 cached entries (x222 the 1000 figure, "
-                "24.7 us, for x100 the entries).")
+    text.append("The static add walks the cache linearly by design, so the time per pair grows "
+                "with N, and filling the cache for the largest N costs O(N^2).")
     return "\n\n".join(text) + "\n"
 
 
@@ -111,8 +108,8 @@ print("- Date: %s" % read("date"))
 print("- Machine: %s, %s CPUs (`nproc`), Linux %s" % (model, cpus, kernel))
 print("- Load before: `%s`" % read("load-before"))
 print("- Load after: `%s`" % read("load-after"))
-print("- Other agents were compiling and testing on this shared machine during the run;")
-print("  absolute figures move with that, the ratios are measured side by side.\n")
+print("- The machine is shared: absolute figures move with its load, so every figure")
+print("  that matters is a ratio to a reference measured side by side in the same run.\n")
 print("## Listing and adding at growing table sizes\n")
 print("pshost on a generated node (16 GPON interfaces x 128 virtual ports, 4094 VLANs,")
 print("65536 driver buckets), entries learned through the control channel on driver port 1")
@@ -123,11 +120,14 @@ print("![listing and add time against table size](plot.png)\n")
 print("## Module operations (Google Benchmark, in process)\n")
 print(micro_section())
 print("## RPC procedures against the null procedure\n")
-print("`ps_rpc_load` on the default node; each procedure measured right after the null")
-print("procedure of the same transport.\n")
+print("`ps_rpc_load` on the default node (256 driver buckets, so procedures 9 and 13 walk")
+print("257 driver commands each). The client threads keep their handles and switch between")
+print("the procedure and the null procedure every 50 ms; the ratio is the procedure's rate")
+print("over the null procedure's rate in the slices in between.\n")
 print(rpc_section())
 print("## pshost memory over a long run\n")
-print("Procedure 3 (one driver command per call) repeated in bursts of 2 s, so a checkpoint")
-print("is read at the first burst end past 10k, 100k and 1M commands; RSS from")
-print("`/proc/PID/status`. The driver command log keeps its default 65536 commands.\n")
+print("Procedure 3 (one driver command per call) repeated in bursts sized to stop near")
+print("10k, 100k and 1M driver commands; RSS from `/proc/PID/status`, the first row right")
+print("after start. The driver command log keeps its default 65536 commands and takes")
+print("their memory at start.\n")
 print(memory_section())

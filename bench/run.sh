@@ -146,11 +146,15 @@ driver_commands() {
 memory() {
   local target=$1
   start_host examples/olt.json || return 1
-  : >"$out/memory.txt"
   local checkpoint
+  echo "0 $(rss_kb)" >"$out/memory.txt"
   for checkpoint in 10000 $((target / 10)) "$target"; do
-    while [ "$(driver_commands)" -lt "$checkpoint" ]; do
-      "$build/bench/ps_rpc_load" --udp --threads 2 --seconds 2 --procs 3 >/dev/null
+    local done_so_far
+    while done_so_far=$(driver_commands) && [ "$done_so_far" -lt "$checkpoint" ]; do
+      # Bursts sized to land near the checkpoint: about 30k commands a second.
+      local burst
+      burst=$(echo "b = ($checkpoint - $done_so_far) / 60000; if (b < 0.05) b = 0.05; if (b > 2) b = 2; b" | bc -l)
+      "$build/bench/ps_rpc_load" --udp --threads 2 --seconds "$burst" --procs 3 >/dev/null
     done
     echo "$(driver_commands) $(rss_kb)" >>"$out/memory.txt"
   done
@@ -185,7 +189,7 @@ write_results() {
 }
 
 main() {
-  local sizes="4096 16384 65536 262144" seconds=1 commands=1000000
+  local sizes="4096 16384 65536 262144" seconds=2 commands=1000000
   if [ -n "${QUICK:-}" ]; then sizes="1024 4096"; seconds=0.3; commands=20000; fi
   install_missing
   log "building into $build"

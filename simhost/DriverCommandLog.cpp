@@ -4,20 +4,17 @@
 
 namespace sim {
 
-DriverCommandLog::DriverCommandLog() : oldest(0), limit(kDefaultCapacity), recorded(0) {}
+DriverCommandLog::DriverCommandLog() : ring(kDefaultCapacity), next(0), kept(0), recorded(0) {}
 
 bool& DriverCommandLog::append(unsigned long code, unsigned long argument, const uint8_t* record,
                                size_t size) {
   ++recorded;
-  size_t index;
-  if (ring.size() < limit) {
-    index = ring.size();
-    ring.emplace_back();
-  } else {
-    index = oldest;
-    oldest = (oldest + 1) % limit;
-    if (ring[index].size > Slot::kInlineBytes) longRecords.erase(index);
-  }
+  const size_t index = next;
+  next = (next + 1) % ring.size();
+  if (kept < ring.size())
+    ++kept;
+  else if (ring[index].size > Slot::kInlineBytes)
+    longRecords.erase(index);
   Slot& slot = ring[index];
   slot.code = code;
   slot.argument = argument;
@@ -45,24 +42,24 @@ DriverCommand DriverCommandLog::toCommand(size_t index) const {
 
 std::vector<DriverCommand> DriverCommandLog::commands() const {
   std::vector<DriverCommand> inOrder;
-  inOrder.reserve(ring.size());
-  for (size_t i = oldest; i < ring.size(); ++i) inOrder.push_back(toCommand(i));
-  for (size_t i = 0; i < oldest; ++i) inOrder.push_back(toCommand(i));
+  inOrder.reserve(kept);
+  const size_t oldest = (next + ring.size() - kept) % ring.size();
+  for (size_t i = 0; i < kept; ++i) inOrder.push_back(toCommand((oldest + i) % ring.size()));
   return inOrder;
 }
 
 void DriverCommandLog::setCapacity(size_t capacity) {
-  const std::vector<DriverCommand> kept = commands();
   if (capacity == 0) capacity = 1;
+  if (capacity == ring.size()) return;
+  const std::vector<DriverCommand> commandsKept = commands();
   const uint64_t recordedBefore = recorded;
-  ring.clear();
-  ring.shrink_to_fit();
+  std::vector<Slot>(capacity).swap(ring);
   longRecords.clear();
-  oldest = 0;
-  limit = capacity;
-  const size_t first = kept.size() > capacity ? kept.size() - capacity : 0;
-  for (size_t i = first; i < kept.size(); ++i) {
-    const DriverCommand& command = kept[i];
+  next = 0;
+  kept = 0;
+  const size_t first = commandsKept.size() > capacity ? commandsKept.size() - capacity : 0;
+  for (size_t i = first; i < commandsKept.size(); ++i) {
+    const DriverCommand& command = commandsKept[i];
     bool& refused =
         append(command.code, command.argument, command.bytes.data(), command.bytes.size());
     refused = command.refused;
@@ -71,9 +68,9 @@ void DriverCommandLog::setCapacity(size_t capacity) {
 }
 
 void DriverCommandLog::clear() {
-  ring.clear();
   longRecords.clear();
-  oldest = 0;
+  next = 0;
+  kept = 0;
   recorded = 0;
 }
 

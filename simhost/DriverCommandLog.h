@@ -36,14 +36,15 @@ class DriverCommandLog {
   unsigned int nextCallNumber() const { return static_cast<unsigned int>(recorded) + 1; }
   // Records the next command with its record's bytes as passed in (`size`
   // may be 0) and returns where to mark it refused. Once the ring is full
-  // the oldest slot is overwritten, so a long run stops allocating.
+  // the oldest slot is overwritten.
   bool& append(unsigned long code, unsigned long argument, const uint8_t* record, size_t size);
   // The commands kept, oldest first.
   std::vector<DriverCommand> commands() const;
   // Commands recorded since the last clear that the ring no longer holds.
-  uint64_t dropped() const { return recorded - ring.size(); }
-  size_t capacity() const { return limit; }
-  // At least 1; keeps the newest commands that fit.
+  uint64_t dropped() const { return recorded - kept; }
+  size_t capacity() const { return ring.size(); }
+  // At least 1; keeps the newest commands that fit. The ring's memory is
+  // taken here, all of it, so that it stays the same over a long run.
   void setCapacity(size_t capacity);
   // Forgets the commands and the dropped count; injected refusals stay.
   void clear();
@@ -72,8 +73,8 @@ class DriverCommandLog {
   std::vector<Slot> ring;
   // The bytes of records longer than a slot holds, by ring index.
   std::unordered_map<size_t, std::vector<uint8_t>> longRecords;
-  size_t oldest;  // index in `ring` of the oldest command once it is full
-  size_t limit;
+  size_t next;  // the slot the next command goes to
+  size_t kept;  // commands in the ring, the newest `kept` before `next`
   uint64_t recorded;
   std::map<unsigned long, unsigned int> refusalsByCode;
   std::set<unsigned int> refusedCalls;

@@ -30,20 +30,29 @@ nlohmann::json settingsJson(const rpcPSIntfSettings& settings) {
 
 const char* onOff(bool_t value) { return value ? "on" : "off"; }
 
+// Long tables (tens of thousands of learned entries) are common here, so
+// each form is built only when asked for, and the text lines directly: every
+// MAC has the same width.
 int reportMacList(const Options& options, unsigned int id, const rpcResultPSMacEntryList& reply) {
   Report report(options.json);
-  nlohmann::json entries = nlohmann::json::array();
-  std::vector<std::vector<std::string>> rows = {{"MAC", "VLAN"}};
-  for (u_int i = 0; reply.result == RPC_PS_OK && i < reply.list.list_len; ++i) {
-    const rpcPSMacEntry& entry = reply.list.list_val[i];
-    entries.push_back({{"mac", pstext::formatMac(entry.mac)}, {"vlan", entry.vlan}});
-    rows.push_back({pstext::formatMac(entry.mac), std::to_string(entry.vlan)});
+  const u_int count = reply.result == RPC_PS_OK ? reply.list.list_len : 0;
+  if (options.json) {
+    nlohmann::json entries = nlohmann::json::array();
+    for (u_int i = 0; i < count; ++i) {
+      const rpcPSMacEntry& entry = reply.list.list_val[i];
+      entries.push_back({{"mac", pstext::formatMac(entry.mac)}, {"vlan", entry.vlan}});
+    }
+    report.data()["interface"] = id;
+    report.data()["entries"] = std::move(entries);
+  } else if (count == 0) {
+    report.line("no entries on interface " + std::to_string(id));
+  } else {
+    report.line("MAC                VLAN");
+    for (u_int i = 0; i < count; ++i) {
+      const rpcPSMacEntry& entry = reply.list.list_val[i];
+      report.line(pstext::formatMac(entry.mac) + "  " + std::to_string(entry.vlan));
+    }
   }
-  report.data()["interface"] = id;
-  report.data()["entries"] = entries;
-  if (rows.size() == 1) report.line("no entries on interface " + std::to_string(id));
-  for (const std::string& text : pstext::formatTable(rows))
-    if (rows.size() > 1) report.line(text);
   return report.finish(reply.result);
 }
 
