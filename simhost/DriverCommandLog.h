@@ -40,6 +40,8 @@ class DriverCommandLog {
   bool& append(unsigned long code, unsigned long argument, const uint8_t* record, size_t size);
   // The commands kept, oldest first.
   std::vector<DriverCommand> commands() const;
+  // Commands the ring holds now.
+  size_t size() const { return kept; }
   // Commands recorded since the last clear that the ring no longer holds.
   uint64_t dropped() const { return recorded - kept; }
   size_t capacity() const { return ring.size(); }

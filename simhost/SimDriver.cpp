@@ -91,6 +91,11 @@ std::vector<DriverCommand> Driver::commands() const {
   return state.log.commands();
 }
 
+size_t Driver::keptCommands() const {
+  std::lock_guard<std::mutex> guard(state.mutex);
+  return state.log.size();
+}
+
 uint64_t Driver::droppedCommands() const {
   std::lock_guard<std::mutex> guard(state.mutex);
   return state.log.dropped();

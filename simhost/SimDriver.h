@@ -41,6 +41,8 @@ class Driver {
 
   // The commands since the last clear that the log still holds, in order.
   std::vector<DriverCommand> commands() const;
+  // Commands since the last clear that the log still holds.
+  size_t keptCommands() const;
   // Commands since the last clear that the log dropped to stay in capacity.
   uint64_t droppedCommands() const;
   size_t commandLogCapacity() const;

@@ -39,7 +39,7 @@ const ControlCommand kCommands[] = {
      "bindings"},
     {"vlans", vlansCommand, "vlans                     the VLANs on the bridge"},
     {"driver", driverCommand,
-     "driver log [clear] | table | fail CODE [COUNT] | openfail [COUNT] "
+     "driver log [clear|count] | table | fail CODE [COUNT] | openfail [COUNT] "
      "| handles"},
     {"lock", lockCommand, "lock fail [COUNT]         the next COUNT lock attempts fail"},
     {"log", logCommand, "log [clear]               host log messages since the last clear"},

@@ -57,6 +57,16 @@ void showDriverLog(ControlOutput& out) {
   }
 }
 
+// The counts alone: cheap to ask for often, where the log itself is long.
+void countDriverLog(ControlOutput& out) {
+  sim::Driver& driver = sim::Driver::instance();
+  const uint64_t dropped = driver.droppedCommands();
+  const size_t kept = driver.keptCommands();
+  out.line(std::to_string(dropped + kept) + " commands, " + std::to_string(kept) + " kept, " +
+           std::to_string(dropped) + " dropped (log capacity " +
+           std::to_string(driver.commandLogCapacity()) + ")");
+}
+
 void showDriverTable(ControlOutput& out) {
   std::vector<std::vector<sim::MacTableEntry>> chains = sim::Driver::instance().table();
   std::vector<Words> rows = {{"BUCKET", "POS", "MAC", "VLAN", "PORT", "KIND"}};
@@ -84,7 +94,8 @@ std::string escapedLineEnds(const std::string& text) {
 }  // namespace
 
 void driverCommand(const Words& args, ControlOutput& out) {
-  const char* usage = "driver log [clear] | table | fail CODE [COUNT] | openfail [COUNT] | handles";
+  const char* usage =
+      "driver log [clear|count] | table | fail CODE [COUNT] | openfail [COUNT] | handles";
   if (args.empty()) throw CommandError(std::string("usage: ") + usage);
   sim::Driver& driver = sim::Driver::instance();
   const std::string& what = args[0];
@@ -92,6 +103,8 @@ void driverCommand(const Words& args, ControlOutput& out) {
     showDriverLog(out);
   } else if (what == "log" && args.size() == 2 && args[1] == "clear") {
     driver.clearCommands();
+  } else if (what == "log" && args.size() == 2 && args[1] == "count") {
+    countDriverLog(out);
   } else if (what == "table" && args.size() == 1) {
     showDriverTable(out);
   } else if (what == "fail" && (args.size() == 2 || args.size() == 3)) {
