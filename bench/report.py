@@ -86,7 +86,8 @@ def rpc_section():
             continue
         body = [l.split() for l in lines[1:]]
         worst = min(float(r[5]) for r in body[1:]) if len(body) > 1 else 1
-        text.append("**%s**, 2 client threads (worst ratio %.2f)\n\n" % (net.upper(), worst) +
+        threads = read("rpc-threads", "?")
+        text.append("**%s**, %s client thread(s) (worst ratio %.2f)\n\n" % (net.upper(), threads, worst) +
                     table(["procedure", "calls/s", "p50 us", "p99 us", "ratio to null", "failed"],
                           [[r[1], r[2], r[3], r[4], r[5], r[6]] for r in body]))
     return "\n\n".join(text) + "\n"

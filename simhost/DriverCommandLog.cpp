@@ -10,7 +10,7 @@ bool& DriverCommandLog::append(unsigned long code, unsigned long argument, const
                                size_t size) {
   ++recorded;
   const size_t index = next;
-  next = (next + 1) % ring.size();
+  if (++next == ring.size()) next = 0;
   if (kept < ring.size())
     ++kept;
   else if (ring[index].size > Slot::kInlineBytes)
@@ -88,8 +88,7 @@ void DriverCommandLog::clearFaults() {
   refusedCalls.clear();
 }
 
-bool DriverCommandLog::takeRefusal(unsigned long code) {
-  if (refusedCalls.empty() && refusalsByCode.empty()) return false;
+bool DriverCommandLog::takeArmedRefusal(unsigned long code) {
   if (refusedCalls.erase(nextCallNumber()) != 0) return true;
   auto found = refusalsByCode.find(code);
   if (found == refusalsByCode.end()) return false;

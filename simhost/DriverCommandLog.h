@@ -55,7 +55,9 @@ class DriverCommandLog {
   void refuseCall(unsigned int callNumber);
   void clearFaults();
   // True when an injected refusal applies to the next command; consumes it.
-  bool takeRefusal(unsigned long code);
+  bool takeRefusal(unsigned long code) {
+    return (!refusedCalls.empty() || !refusalsByCode.empty()) && takeArmedRefusal(code);
+  }
 
  private:
   // One command as the ring keeps it, its record inline: a table walk logs
@@ -71,6 +73,7 @@ class DriverCommandLog {
   };
 
   DriverCommand toCommand(size_t index) const;
+  bool takeArmedRefusal(unsigned long code);
 
   std::vector<Slot> ring;
   // The bytes of records longer than a slot holds, by ring index.

@@ -1,5 +1,6 @@
 // Routes the process's ioctl and close calls on driver handles to the
-// simulated driver; every other descriptor goes on to the C library. This
+// simulated driver, which alone knows them; every other descriptor goes on
+// to the C library. This
 // works because libsimhost comes before libc in the symbol search order.
 #include <dlfcn.h>
 #include <sys/ioctl.h>
@@ -63,6 +64,6 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
 }
 
 extern "C" int close(int fd) {
-  sim::Driver::instance().removeHandle(fd);
+  if (sim::Driver::instance().removeHandle(fd)) return 0;
   return libcClose(fd);
 }

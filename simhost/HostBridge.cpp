@@ -2,8 +2,6 @@
 // simulated driver; the service profile's uplinks come from the node.
 #include "bridge.h"
 
-#include <fcntl.h>
-
 #include <cerrno>
 #include <cstring>
 
@@ -21,13 +19,8 @@ int br_open(const char* bridge, const char* table) {
     errno = ENODEV;
     return -1;
   }
-  // A real descriptor, so that the caller's close() is an ordinary one. A
-  // duplicate of one kept open spares every operation a path lookup.
-  static const int nullDevice = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-  if (nullDevice < 0) return -1;
-  const int fd = ::fcntl(nullDevice, F_DUPFD_CLOEXEC, 0);
-  if (fd < 0) return -1;
-  driver.addHandle(fd);
+  const int fd = driver.openHandle();
+  if (fd < 0) errno = EMFILE;
   return fd;
 }
 

@@ -4,24 +4,48 @@
 #include <cerrno>
 #include <cstring>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 namespace sim {
+namespace {
+
+// Every command of a table walk takes the driver's lock: one atomic exchange
+// here against two calls into the C library for a mutex. A waiter yields
+// after a short spin, for the few long holders (table copies, rehashes).
+class SpinLock {
+ public:
+  void lock() {
+    while (held.exchange(true, std::memory_order_acquire)) waitUntilFree();
+  }
+  void unlock() { held.store(false, std::memory_order_release); }
+
+ private:
+  void waitUntilFree() {
+    for (int spins = 0; held.load(std::memory_order_relaxed); ++spins)
+      if (spins >= 64) std::this_thread::yield();
+  }
+  std::atomic<bool> held{false};
+};
+
+typedef std::lock_guard<SpinLock> Guard;
+
+}  // namespace
 
 struct Driver::State {
-  mutable std::mutex mutex;
+  mutable SpinLock mutex;
   DriverModel model;
   DriverCommandLog log;
-  // Indexed by descriptor: every ioctl of a table walk checks it.
-  std::vector<bool> handles;
-  // Lets close() and ioctl() on other descriptors skip the mutex while no
-  // driver handle is open.
+  // Bit n: descriptor kFirstHandle + n is open.
+  uint64_t handles = 0;
   std::atomic<unsigned int> handleCount{0};
   unsigned int openFailures = 0;
 
-  bool isHandle(int fd) const {
-    return fd >= 0 && static_cast<size_t>(fd) < handles.size() && handles[fd];
+  static uint64_t bitOf(int fd) {
+    const unsigned int n = static_cast<unsigned int>(fd) - Driver::kFirstHandle;
+    return n < Driver::kMaxHandles ? uint64_t(1) << n : 0;
   }
+  bool isHandle(int fd) const { return (handles & bitOf(fd)) != 0; }
 };
 
 Driver& Driver::instance() {
@@ -33,7 +57,7 @@ Driver& Driver::instance() {
 Driver::Driver() : state(*new State()) {}
 
 void Driver::reset() {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   state.model.reset();
   state.log.clear();
   state.log.setCapacity(DriverCommandLog::kDefaultCapacity);
@@ -42,130 +66,134 @@ void Driver::reset() {
 }
 
 LearnResult Driver::learn(uint32_t port, const MacAddress& mac, uint16_t vlan) {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   return state.model.learn(port, mac, vlan);
 }
 
 std::vector<std::vector<MacTableEntry>> Driver::table() const {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   return state.model.table().chains();
 }
 
 uint32_t Driver::bucketCount() const {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   return state.model.table().bucketCount();
 }
 
 void Driver::setBucketCount(uint32_t count) {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   state.model.table().setBucketCount(count);
 }
 
 void Driver::setEntryCapacity(uint32_t capacity) {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   state.model.setEntryCapacity(capacity);
 }
 
 uint32_t Driver::bucketOf(const MacAddress& mac, uint16_t vlan) const {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   return state.model.table().bucketOf(mac, vlan);
 }
 
 bool Driver::globalState() const {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   return state.model.globalState();
 }
 
 DriverInterfaceState Driver::interfaceState(unsigned int id) const {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   return state.model.interfaceState(id);
 }
 
 bool Driver::lastViolation(unsigned int id, DriverViolation& out) const {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   return state.model.lastViolation(id, out);
 }
 
 std::vector<DriverCommand> Driver::commands() const {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   return state.log.commands();
 }
 
 size_t Driver::keptCommands() const {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   return state.log.size();
 }
 
 uint64_t Driver::droppedCommands() const {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   return state.log.dropped();
 }
 
 size_t Driver::commandLogCapacity() const {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   return state.log.capacity();
 }
 
 void Driver::setCommandLogCapacity(size_t capacity) {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   state.log.setCapacity(capacity);
 }
 
 void Driver::clearCommands() {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   state.log.clear();
 }
 
 void Driver::refuseNext(unsigned long code, unsigned int count) {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   state.log.refuseNext(code, count);
 }
 
 void Driver::refuseCall(unsigned int callNumber) {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   state.log.refuseCall(callNumber);
 }
 
 void Driver::failNextOpens(unsigned int count) {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   state.openFailures = count;
 }
 
 unsigned int Driver::openHandles() const { return state.handleCount.load(); }
 
 bool Driver::takeOpenFailure() {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   if (state.openFailures == 0) return false;
   --state.openFailures;
   return true;
 }
 
-void Driver::addHandle(int fd) {
-  std::lock_guard<std::mutex> guard(state.mutex);
-  if (fd < 0) return;
-  if (static_cast<size_t>(fd) >= state.handles.size()) state.handles.resize(fd + 1);
-  if (state.handles[fd]) return;
-  state.handles[fd] = true;
-  ++state.handleCount;
+int Driver::openHandle() {
+  Guard guard(state.mutex);
+  for (unsigned int n = 0; n < kMaxHandles; ++n) {
+    const uint64_t bit = uint64_t(1) << n;
+    if ((state.handles & bit) != 0) continue;
+    state.handles |= bit;
+    ++state.handleCount;
+    return static_cast<int>(kFirstHandle + n);
+  }
+  return -1;
 }
 
 bool Driver::removeHandle(int fd) {
-  if (state.handleCount.load() == 0) return false;
-  std::lock_guard<std::mutex> guard(state.mutex);
+  // Other descriptors never wait for the driver.
+  if (State::bitOf(fd) == 0) return false;
+  Guard guard(state.mutex);
   if (!state.isHandle(fd)) return false;
-  state.handles[fd] = false;
+  state.handles &= ~State::bitOf(fd);
   --state.handleCount;
   return true;
 }
 
 int Driver::command(unsigned long code, unsigned long argument) {
-  std::lock_guard<std::mutex> guard(state.mutex);
+  Guard guard(state.mutex);
   return commandLocked(code, argument);
 }
 
 bool Driver::commandOnHandle(int fd, unsigned long code, unsigned long argument, int& error) {
-  if (state.handleCount.load() == 0) return false;
-  std::lock_guard<std::mutex> guard(state.mutex);
+  if (State::bitOf(fd) == 0) return false;
+  Guard guard(state.mutex);
   if (!state.isHandle(fd)) return false;
   error = commandLocked(code, argument);
   return true;

@@ -59,10 +59,16 @@ class Driver {
   // Driver descriptors open now.
   unsigned int openHandles() const;
 
-  // The channel, for br_open and the ioctl/close interposition.
+  // The channel, for br_open and the ioctl/close interposition. Driver
+  // descriptors are numbers above the kernel's ceiling on descriptors, so no
+  // real one can take them, and opening and closing one makes no system call
+  // (a duplicate and a close cost microseconds, as much as a whole command).
+  static const int kFirstHandle = 0x7fffffc0;
+  static const unsigned int kMaxHandles = 64;
   // True when an injected br_open failure applies; consumes it.
   bool takeOpenFailure();
-  void addHandle(int fd);
+  // A new driver descriptor; -1 when all kMaxHandles are open.
+  int openHandle();
   // False when `fd` was not a driver handle.
   bool removeHandle(int fd);
   // Runs one command: 0 accepted, otherwise the errno of the refusal.

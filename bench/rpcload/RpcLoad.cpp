@@ -44,11 +44,11 @@ Words defaultArgs(unsigned long proc) {
     case 3:
       return {port, 300};
     case 4:
-      return {300};
+      return {port};
     case 5:
       return {port, 20};
     case 6:
-      return {20};
+      return {port};
     case 7:
     case 8:
       return join({port}, macEntry(vlan));
