@@ -20,10 +20,10 @@ bool& DriverCommandLog::append(unsigned long code, unsigned long argument, const
   slot.argument = argument;
   slot.size = static_cast<uint8_t>(size);
   slot.refused = false;
-  if (size <= Slot::kInlineBytes)
-    std::memcpy(slot.bytes, record, size);
-  else
+  if (size > Slot::kInlineBytes)
     longRecords[index].assign(record, record + size);
+  else if (size > 0)  // a command that passes its value has no record to copy
+    std::memcpy(slot.bytes, record, size);
   return slot.refused;
 }
 

@@ -1,7 +1,7 @@
 // Routes the process's ioctl and close calls on driver handles to the
 // simulated driver, which alone knows them; every other descriptor goes on
-// to the C library. This
-// works because libsimhost comes before libc in the symbol search order.
+// to the C library. This works because libsimhost comes before libc in the
+// symbol search order.
 #include <dlfcn.h>
 #include <sys/ioctl.h>
 #include <unistd.h>

@@ -33,7 +33,7 @@ typedef std::lock_guard<SpinLock> Guard;
 }  // namespace
 
 struct Driver::State {
-  mutable SpinLock mutex;
+  mutable SpinLock lock;
   DriverModel model;
   DriverCommandLog log;
   // Bit n: descriptor kFirstHandle + n is open.
@@ -57,7 +57,7 @@ Driver& Driver::instance() {
 Driver::Driver() : state(*new State()) {}
 
 void Driver::reset() {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   state.model.reset();
   state.log.clear();
   state.log.setCapacity(DriverCommandLog::kDefaultCapacity);
@@ -66,106 +66,106 @@ void Driver::reset() {
 }
 
 LearnResult Driver::learn(uint32_t port, const MacAddress& mac, uint16_t vlan) {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   return state.model.learn(port, mac, vlan);
 }
 
 std::vector<std::vector<MacTableEntry>> Driver::table() const {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   return state.model.table().chains();
 }
 
 uint32_t Driver::bucketCount() const {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   return state.model.table().bucketCount();
 }
 
 void Driver::setBucketCount(uint32_t count) {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   state.model.table().setBucketCount(count);
 }
 
 void Driver::setEntryCapacity(uint32_t capacity) {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   state.model.setEntryCapacity(capacity);
 }
 
 uint32_t Driver::bucketOf(const MacAddress& mac, uint16_t vlan) const {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   return state.model.table().bucketOf(mac, vlan);
 }
 
 bool Driver::globalState() const {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   return state.model.globalState();
 }
 
 DriverInterfaceState Driver::interfaceState(unsigned int id) const {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   return state.model.interfaceState(id);
 }
 
 bool Driver::lastViolation(unsigned int id, DriverViolation& out) const {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   return state.model.lastViolation(id, out);
 }
 
 std::vector<DriverCommand> Driver::commands() const {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   return state.log.commands();
 }
 
 size_t Driver::keptCommands() const {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   return state.log.size();
 }
 
 uint64_t Driver::droppedCommands() const {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   return state.log.dropped();
 }
 
 size_t Driver::commandLogCapacity() const {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   return state.log.capacity();
 }
 
 void Driver::setCommandLogCapacity(size_t capacity) {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   state.log.setCapacity(capacity);
 }
 
 void Driver::clearCommands() {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   state.log.clear();
 }
 
 void Driver::refuseNext(unsigned long code, unsigned int count) {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   state.log.refuseNext(code, count);
 }
 
 void Driver::refuseCall(unsigned int callNumber) {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   state.log.refuseCall(callNumber);
 }
 
 void Driver::failNextOpens(unsigned int count) {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   state.openFailures = count;
 }
 
 unsigned int Driver::openHandles() const { return state.handleCount.load(); }
 
 bool Driver::takeOpenFailure() {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   if (state.openFailures == 0) return false;
   --state.openFailures;
   return true;
 }
 
 int Driver::openHandle() {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   for (unsigned int n = 0; n < kMaxHandles; ++n) {
     const uint64_t bit = uint64_t(1) << n;
     if ((state.handles & bit) != 0) continue;
@@ -179,7 +179,7 @@ int Driver::openHandle() {
 bool Driver::removeHandle(int fd) {
   // Other descriptors never wait for the driver.
   if (State::bitOf(fd) == 0) return false;
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   if (!state.isHandle(fd)) return false;
   state.handles &= ~State::bitOf(fd);
   --state.handleCount;
@@ -187,13 +187,13 @@ bool Driver::removeHandle(int fd) {
 }
 
 int Driver::command(unsigned long code, unsigned long argument) {
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   return commandLocked(code, argument);
 }
 
 bool Driver::commandOnHandle(int fd, unsigned long code, unsigned long argument, int& error) {
   if (State::bitOf(fd) == 0) return false;
-  Guard guard(state.mutex);
+  Guard guard(state.lock);
   if (!state.isHandle(fd)) return false;
   error = commandLocked(code, argument);
   return true;

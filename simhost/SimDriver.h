@@ -1,7 +1,7 @@
 // The simulated bridge driver as the process sees it: the descriptors that
 // br_open handed out, the commands issued on them, and the hooks that tests
 // use to feed frames, inject faults and inspect the driver's state.
-// Safe from any thread: one mutex guards the driver.
+// Safe from any thread: one lock guards the driver.
 #pragma once
 
 #include <cstdint>
