@@ -165,20 +165,25 @@ TEST_F(HostileClientsTest, MalformedRequestsGetTheLibraryRepliesOrAreDropped) {
   for (const Bytes& dropped : {Bytes{}, Bytes{1, 2, 3}, cut(call(3, kProgram, kVersion, 0), 20),
                                cut(call(4, kProgram, kVersion, 0), 39), tooLong, reply})
     sendAll(udp, dropped);
-  EXPECT_EQ(kProgUnavail, accepted(overUdp(udp, call(10, kProgram + 1, kVersion, 0)), 10));
-  EXPECT_EQ(kProgMismatch, accepted(overUdp(udp, call(11, kProgram, 2, 0)), 11));
-  EXPECT_EQ(kProcUnavail, accepted(overUdp(udp, call(12, kProgram, kVersion, 19)), 12));
-  EXPECT_EQ(kGarbageArgs,
-            accepted(overUdp(udp, call(13, kProgram, kVersion, kAddStaticProc, {2})), 13));
-  EXPECT_EQ(kSuccess, accepted(overUdp(udp, call(14, kProgram, kVersion, kNullProc)), 14));
-  ::close(udp);
-
+  // The library's error replies, the same on both transports.
+  struct Refused {
+    uint32_t program, version, procedure;
+    std::vector<uint32_t> body, status;
+  };
+  const Refused refusals[] = {{kProgram + 1, kVersion, 0, {}, kProgUnavail},
+                              {kProgram, 2, 0, {}, kProgMismatch},
+                              {kProgram, kVersion, 19, {}, kProcUnavail},
+                              {kProgram, kVersion, kAddStaticProc, {2}, kGarbageArgs}};
   const int tcp = openSocket(SOCK_STREAM, tcpPort);
-  EXPECT_EQ(kProgUnavail, accepted(overTcp(tcp, call(20, kProgram + 1, kVersion, 0)), 20));
-  EXPECT_EQ(kProgMismatch, accepted(overTcp(tcp, call(21, kProgram, 2, 0)), 21));
-  EXPECT_EQ(kProcUnavail, accepted(overTcp(tcp, call(22, kProgram, kVersion, 19)), 22));
-  EXPECT_EQ(kGarbageArgs,
-            accepted(overTcp(tcp, call(23, kProgram, kVersion, kAddStaticProc, {2})), 23));
+  uint32_t xid = 10;
+  for (const Refused& refused : refusals) {
+    const Bytes request =
+        call(++xid, refused.program, refused.version, refused.procedure, refused.body);
+    EXPECT_EQ(refused.status, accepted(overUdp(udp, request), xid)) << "udp " << xid;
+    EXPECT_EQ(refused.status, accepted(overTcp(tcp, request), xid)) << "tcp " << xid;
+  }
+  EXPECT_EQ(kSuccess, accepted(overUdp(udp, call(20, kProgram, kVersion, kNullProc)), 20));
+  ::close(udp);
   ::close(tcp);
 
   // A record that cannot be a call ends its connection and only that one.
