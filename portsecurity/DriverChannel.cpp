@@ -14,10 +14,6 @@ DriverChannel::~DriverChannel() {
   if (handle >= 0) ::close(handle);
 }
 
-bool DriverChannel::issue(unsigned long code, void* record) {
-  return ::ioctl(handle, code, record) == 0;
-}
-
 bool DriverChannel::issueValue(unsigned long code, unsigned long value) {
   return ::ioctl(handle, code, value) == 0;
 }

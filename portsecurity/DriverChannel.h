@@ -4,6 +4,8 @@
 // Not shared between threads: each operation opens its own.
 #pragma once
 
+#include <sys/ioctl.h>
+
 #include <cstdint>
 #include <string>
 
@@ -19,7 +21,8 @@ class DriverChannel {
   bool isOpen() const { return handle >= 0; }
 
   // True when the driver accepted the command. `record` is passed by address.
-  bool issue(unsigned long code, void* record);
+  // Inline: a table walk issues one per bucket and entry.
+  bool issue(unsigned long code, void* record) { return ::ioctl(handle, code, record) == 0; }
   // For the one command that takes its argument word as the value itself.
   bool issueValue(unsigned long code, unsigned long value);
 

@@ -6,26 +6,11 @@ namespace sim {
 
 DriverCommandLog::DriverCommandLog() : ring(kDefaultCapacity), next(0), kept(0), recorded(0) {}
 
-bool& DriverCommandLog::append(unsigned long code, unsigned long argument, const uint8_t* record,
-                               size_t size) {
-  ++recorded;
-  const size_t index = next;
-  if (++next == ring.size()) next = 0;
-  if (kept < ring.size())
-    ++kept;
-  else if (ring[index].size > Slot::kInlineBytes)
-    longRecords.erase(index);
-  Slot& slot = ring[index];
-  slot.code = code;
-  slot.argument = argument;
-  slot.size = static_cast<uint8_t>(size);
-  slot.refused = false;
-  if (size > Slot::kInlineBytes)
-    longRecords[index].assign(record, record + size);
-  else if (size > 0)  // a command that passes its value has no record to copy
-    std::memcpy(slot.bytes, record, size);
-  return slot.refused;
+void DriverCommandLog::keepLongRecord(size_t index, const uint8_t* record, size_t size) {
+  longRecords[index].assign(record, record + size);
 }
+
+void DriverCommandLog::forgetLongRecord(size_t index) { longRecords.erase(index); }
 
 DriverCommand DriverCommandLog::toCommand(size_t index) const {
   const Slot& slot = ring[index];

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <set>
 #include <unordered_map>
@@ -27,7 +28,7 @@ struct DriverCommand {
 
 class DriverCommandLog {
  public:
-  static const size_t kDefaultCapacity = 65536;
+  static const size_t kDefaultCapacity = 4096;
   static const size_t kMaxCapacity = 16777216;
 
   DriverCommandLog();
@@ -36,8 +37,29 @@ class DriverCommandLog {
   unsigned int nextCallNumber() const { return static_cast<unsigned int>(recorded) + 1; }
   // Records the next command with its record's bytes as passed in (`size`
   // may be 0) and returns where to mark it refused. Once the ring is full
-  // the oldest slot is overwritten.
-  bool& append(unsigned long code, unsigned long argument, const uint8_t* record, size_t size);
+  // the oldest slot is overwritten. Inline, and the rare long record out of
+  // line: a table walk appends one command per bucket and entry.
+  bool& append(unsigned long code, unsigned long argument, const uint8_t* record, size_t size) {
+    ++recorded;
+    const size_t index = next;
+    if (++next == ring.size()) next = 0;
+    if (kept < ring.size())
+      ++kept;
+    else if (ring[index].size > Slot::kInlineBytes)
+      forgetLongRecord(index);
+    Slot& slot = ring[index];
+    slot.code = code;
+    slot.argument = argument;
+    slot.size = static_cast<uint8_t>(size);
+    slot.refused = false;
+    if (size == Slot::kInlineBytes)  // a walk's entry record: a copy of fixed size
+      std::memcpy(slot.bytes, record, Slot::kInlineBytes);
+    else if (size > Slot::kInlineBytes)
+      keepLongRecord(index, record, size);
+    else if (size > 0)  // a command that passes its value has no record to copy
+      std::memcpy(slot.bytes, record, size);
+    return slot.refused;
+  }
   // The commands kept, oldest first.
   std::vector<DriverCommand> commands() const;
   // Commands the ring holds now.
@@ -72,6 +94,8 @@ class DriverCommandLog {
     uint8_t bytes[kInlineBytes];
   };
 
+  void keepLongRecord(size_t index, const uint8_t* record, size_t size);
+  void forgetLongRecord(size_t index);
   DriverCommand toCommand(size_t index) const;
   bool takeArmedRefusal(unsigned long code);
 

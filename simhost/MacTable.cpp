@@ -48,11 +48,6 @@ uint32_t MacTable::bucketOf(const MacAddress& mac, uint16_t vlan) const {
   return hash % buckets;
 }
 
-const MacTableEntry* MacTable::at(uint32_t bucket, uint32_t position) const {
-  if (bucket >= chainSlots.size() || position >= chainSlots[bucket].size()) return nullptr;
-  return &chainSlots[bucket][position]->entry;
-}
-
 const MacTableEntry* MacTable::find(const MacAddress& mac, uint16_t vlan) const {
   auto found = index.find(keyOf(mac, vlan));
   return found == index.end() ? nullptr : &found->second.entry;

@@ -42,8 +42,11 @@ class MacTable {
   uint32_t bucketOf(const MacAddress& mac, uint16_t vlan) const;
 
   // The entry at `position` of the chain of `bucket`; null past the chain's
-  // end or for a bucket out of range.
-  const MacTableEntry* at(uint32_t bucket, uint32_t position) const;
+  // end or for a bucket out of range. Inline: one call per walk command.
+  const MacTableEntry* at(uint32_t bucket, uint32_t position) const {
+    if (bucket >= chainSlots.size() || position >= chainSlots[bucket].size()) return nullptr;
+    return &chainSlots[bucket][position]->entry;
+  }
   const MacTableEntry* find(const MacAddress& mac, uint16_t vlan) const;
   // Appends to the end of its chain; the caller makes sure (mac, vlan) is new.
   void append(const MacTableEntry& entry);

@@ -1,7 +1,10 @@
 // The simulated bridge driver as the process sees it: the descriptors that
 // br_open handed out, the commands issued on them, and the hooks that tests
 // use to feed frames, inject faults and inspect the driver's state.
-// Safe from any thread: one lock guards the driver.
+// Safe from any thread: one lock guards the driver. A thread holds it from
+// br_open until it closes the handle (a table walk then takes it once, not
+// once per command), so a handle is used and closed by the thread that
+// opened it, as every operation of the module does; other threads wait.
 #pragma once
 
 #include <cstdint>
@@ -67,9 +70,10 @@ class Driver {
   static const unsigned int kMaxHandles = 64;
   // True when an injected br_open failure applies; consumes it.
   bool takeOpenFailure();
-  // A new driver descriptor; -1 when all kMaxHandles are open.
+  // A new driver descriptor, the driver held by the calling thread until it
+  // is removed; -1 when all kMaxHandles are open.
   int openHandle();
-  // False when `fd` was not a driver handle.
+  // False when `fd` was not a driver handle. Releases what openHandle held.
   bool removeHandle(int fd);
   // Runs one command: 0 accepted, otherwise the errno of the refusal.
   int command(unsigned long code, unsigned long argument);

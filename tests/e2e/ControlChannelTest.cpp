@@ -88,7 +88,7 @@ TEST_F(ControlChannelTest, HooksReachTheModuleAsTheWorldAroundAHostWould) {
       (std::vector<std::string>{
           "0x40047a28 1", "0x40047a2a 320000000000000000000000000000000000000001000000", "ok"}),
       host.sim("driver log").lines());
-  EXPECT_EQ("2 commands, 2 kept, 0 dropped (log capacity 65536)",
+  EXPECT_EQ("2 commands, 2 kept, 0 dropped (log capacity 4096)",
             host.sim("driver log count").lines().at(0));
 
   ASSERT_EQ(0, host.sim("lock fail 1").status);
