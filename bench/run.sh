@@ -190,7 +190,7 @@ write_results() {
 }
 
 main() {
-  local sizes="4096 16384 65536 262144" seconds=2 commands=1000000
+  local sizes="4096 16384 65536 262144" seconds=5 commands=1000000
   if [ -n "${QUICK:-}" ]; then sizes="1024 4096"; seconds=0.3; commands=20000; fi
   install_missing
   log "building into $build"

@@ -1,6 +1,7 @@
 #include "SimNode.h"
 
 #include <algorithm>
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <set>
@@ -16,8 +17,11 @@ struct Node::State {
   bool profileMode = false;
   std::map<std::pair<unsigned int, unsigned int>, unsigned int> gems;
   std::set<uint16_t> vlans;
-  bool typeFault = false;
+  // Asked once or twice per interface of every report, and nearly always
+  // unarmed: readable without the lock.
+  std::atomic<bool> typeFault{false};
   std::set<unsigned int> nameFaults;
+  std::atomic<bool> anyNameFault{false};
   int networkFault = 0;
   int mngIdFault = 0;
 
@@ -55,6 +59,7 @@ void Node::reset() {
   state.vlans.clear();
   state.typeFault = false;
   state.nameFaults.clear();
+  state.anyNameFault = false;
   state.networkFault = 0;
   state.mngIdFault = 0;
 }
@@ -168,10 +173,7 @@ std::vector<uint16_t> Node::vlans() const {
   return std::vector<uint16_t>(state.vlans.begin(), state.vlans.end());
 }
 
-void Node::failTypeLookup(bool fail) {
-  std::lock_guard<std::mutex> guard(state.mutex);
-  state.typeFault = fail;
-}
+void Node::failTypeLookup(bool fail) { state.typeFault = fail; }
 
 void Node::failNameLookup(unsigned int id, bool fail) {
   std::lock_guard<std::mutex> guard(state.mutex);
@@ -179,6 +181,7 @@ void Node::failNameLookup(unsigned int id, bool fail) {
     state.nameFaults.insert(id);
   else
     state.nameFaults.erase(id);
+  state.anyNameFault = !state.nameFaults.empty();
 }
 
 void Node::failNetworkInfo(int code) {
@@ -191,12 +194,10 @@ void Node::failMngIdGet(int code) {
   state.mngIdFault = code;
 }
 
-bool Node::typeLookupFails() const {
-  std::lock_guard<std::mutex> guard(state.mutex);
-  return state.typeFault;
-}
+bool Node::typeLookupFails() const { return state.typeFault; }
 
 bool Node::nameLookupFails(unsigned int id) const {
+  if (!state.anyNameFault) return false;
   std::lock_guard<std::mutex> guard(state.mutex);
   return state.nameFaults.count(id) != 0;
 }
