@@ -43,22 +43,16 @@ __attribute__((noinline)) void poisonStack() {
   for (size_t i = 0; i < sizeof area; ++i) area[i] = 0xa5;
 }
 
-class DriverCommandsTest : public EntityTest {
- protected:
-  // Settings entries, a per-VLAN limit, a static and a learned entry, so
-  // that every case has something to change.
-  void SetUp() override {
-    EntityTest::SetUp();
-    ASSERT_TRUE(node().addInterface({LAST_ID, Interfaces::IF_TYPE_ETHERNET, "last"}));
-    for (unsigned int id : {ETH1, ETH2, ETH3}) ASSERT_EQ(0u, ps().setState(id, false));
-    ASSERT_EQ(0u, ps().setLimitDynamicMACs(ETH3, VLAN10, 9u));
-    ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(VLAN10, 1)));
-    learn(ETH2, macEntry(VLAN20, 5));
-    driver().clearCommands();
-  }
-};
+class DriverCommandsTest : public EntityTest {};
 
 TEST_F(DriverCommandsTest, EachCommandIsSentByteExactAndOnlySuccessChangesMemory) {
+  // Settings entries, a per-VLAN limit, a static and a learned entry, so
+  // that every case has something to change.
+  ASSERT_TRUE(node().addInterface({LAST_ID, Interfaces::IF_TYPE_ETHERNET, "last"}));
+  for (unsigned int id : {ETH1, ETH2, ETH3}) ASSERT_EQ(0u, ps().setState(id, false));
+  ASSERT_EQ(0u, ps().setLimitDynamicMACs(ETH3, VLAN10, 9u));
+  addStatic(ETH2, VLAN10, {1});
+  learn(ETH2, macEntry(VLAN20, 5));
   PortSecurity& p = ps();
   PortSecurity::macEntry_t violation;
   PortSecurity::macEntryList_t list;

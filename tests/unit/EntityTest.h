@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
 #include <list>
 #include <new>
 #include <sstream>
@@ -42,6 +43,23 @@ inline std::string describe(unsigned int vlan, const unsigned char* mac) {
   return text;
 }
 
+// Entries as "v<vlan>/<last byte>", and a report as "<key>:" and its entries
+// per key (a key without a list as "<key>:null").
+inline Lines listed(const PortSecurity::macEntryList_t& entries) {
+  Lines out;
+  for (const PortSecurity::macEntry_t& e : entries) out.push_back(describe(e.vlan, e.mac));
+  return out;
+}
+inline Lines listed(const PortSecurity::macEntryMap_t& report) {
+  Lines out;
+  for (const auto& item : report) {
+    out.push_back(std::to_string(item.first) + ":" + (item.second ? "" : "null"));
+    if (item.second)
+      for (const std::string& entry : listed(*item.second)) out.back() += " " + entry;
+  }
+  return out;
+}
+
 // One driver command as "<kind> <intf> <values>", read at the driver's offsets.
 inline std::string describe(const sim::DriverCommand& command) {
   std::vector<uint8_t> b = command.bytes;
@@ -62,6 +80,10 @@ inline std::string describe(const sim::DriverCommand& command) {
     return (b[20] ? "static-limit " : "dynamic-limit ") + intf + " " + u32(24);
   if (code == PSIOC_SET_VLAN_LIMIT) return "vlan-limit " + intf + " v" + vlan + " " + u32(20);
   if (code == PSIOC_DEL_VLAN_LIMIT) return "del-vlan-limit " + intf + " v" + vlan + " " + u32(20);
+  if (code == PSIOC_MOVE_TO_STATIC) return "move " + intf;
+  if (code == PSIOC_GET_VIOLATION) return "violation " + intf;
+  if (code == PSIOC_GET_TABLE_INFO) return "table-info";
+  if (code == PSIOC_GET_TABLE_ENTRY) return "entry " + u32(0) + "/" + u32(4) + " port " + u32(40);
   return "code " + std::to_string(code);
 }
 
@@ -113,6 +135,20 @@ class EntityTest : public ::testing::Test {
     driver().clearCommands();
   }
 
+  // Accepted static entries v<vlan>/<last> on `id` through the interface
+  // layer, or cached on virtual port `vport`; the commands they caused are
+  // dropped.
+  void addStatic(unsigned int id, unsigned short vlan, std::initializer_list<unsigned char> lasts) {
+    for (unsigned char last : lasts) ASSERT_EQ(0u, ps().addStaticEntry(id, macEntry(vlan, last)));
+    driver().clearCommands();
+  }
+  void addCached(unsigned int id, unsigned int vport, unsigned short vlan,
+                 std::initializer_list<unsigned char> lasts) {
+    for (unsigned char last : lasts)
+      ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(id, macEntry(vlan, last), vport));
+    driver().clearCommands();
+  }
+
   // Driver commands since the last clear, one line each; clears them.
   static Lines takeSent() {
     Lines lines;
@@ -131,12 +167,27 @@ class EntityTest : public ::testing::Test {
     return lines;
   }
 
+  // The driver's static entries on interface `id`, in table order.
+  static Lines driverStaticOn(unsigned int id) {
+    Lines out;
+    for (const auto& chain : driver().table())
+      for (const sim::MacTableEntry& entry : chain)
+        if (entry.isStatic && entry.port + 1 == id)
+          out.push_back(describe(entry.vlan, &entry.mac[0]));
+    return out;
+  }
+
   Lines staticOn(unsigned int id) {
     std::list<PortSecurity::macEntry_t> entries;
     EXPECT_EQ(0u, ps().getStaticMACs(id, entries));
-    Lines out;
-    for (const PortSecurity::macEntry_t& e : entries) out.push_back(describe(e.vlan, e.mac));
-    return out;
+    return listed(entries);
+  }
+
+  // The commands sent since the last clear (clearing them), then the cache.
+  Lines sentAndCached() {
+    Lines lines = takeSent();
+    for (const std::string& record : cached()) lines.push_back(record);
+    return lines;
   }
 
   // "<intf>.<vport>@<carrier>:<entry>=<configured>", in cache order.

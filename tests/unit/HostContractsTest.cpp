@@ -3,12 +3,10 @@
 // threads), event subscriptions, and the VLAN and GEM events the node raises.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <future>
+#include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <boost/bind/bind.hpp>
@@ -20,30 +18,23 @@
 
 namespace {
 
-// Records the order of events seen by several threads, and lets one thread
-// wait (boundedly) for another to reach a point.
-class Timeline {
- public:
-  void mark(const std::string& event) {
-    std::lock_guard<std::mutex> guard(mutex);
-    events.push_back(event);
-    changed.notify_all();
-  }
-  bool waitFor(const std::string& event) {
-    std::unique_lock<std::mutex> guard(mutex);
-    return changed.wait_for(guard, std::chrono::seconds(10), [&] {
-      return std::find(events.begin(), events.end(), event) != events.end();
-    });
-  }
-  std::vector<std::string> events;  // read it once the other threads are joined
-
- private:
-  std::mutex mutex;
-  std::condition_variable changed;
-};
-
-// Gives a thread that should be blocked the chance to (wrongly) get through.
-void letOthersRun() { std::this_thread::sleep_for(std::chrono::milliseconds(30)); }
+// Another thread takes a lock (exclusive or shared) while this one holds
+// `Held`: "in" when it gets in within `patience`, "in after release" when it
+// gets in only once `Held` is released, "refused" when it does not get in.
+template <class Held>
+std::string otherThreadTakes(bool exclusive, std::chrono::milliseconds patience) {
+  std::unique_ptr<Held> held(new Held());
+  std::promise<void> started;
+  std::future<bool> in = std::async(std::launch::async, [&started, exclusive] {
+    started.set_value();
+    return exclusive ? BLLManager::exclusiveLock_t().isLocked()
+                     : BLLManager::sharedLock_t().isLocked();
+  });
+  started.get_future().wait();
+  const bool early = in.wait_for(patience) == std::future_status::ready;
+  held.reset();
+  return !in.get() ? "refused" : early ? "in" : "in after release";
+}
 
 class HostLockTest : public ::testing::Test {
  protected:
@@ -71,43 +62,19 @@ TEST_F(HostLockTest, HoldingThreadReentersAsTheContractAllows) {
     EXPECT_FALSE(writer.isLocked());
   }
   // Everything was released: another thread can write.
-  bool otherLocked = false;
-  std::thread other([&] { otherLocked = BLLManager::exclusiveLock_t().isLocked(); });
-  other.join();
-  EXPECT_TRUE(otherLocked);
+  EXPECT_TRUE(std::async(std::launch::async, [] {
+                return BLLManager::exclusiveLock_t().isLocked();
+              }).get());
 }
 
 TEST_F(HostLockTest, WriterKeepsEveryoneOutAndReadersKeepWritersOut) {
-  Timeline timeline;
-  const auto attempt = [&](const std::string& who, bool exclusive) {
-    return std::thread([&timeline, who, exclusive] {
-      timeline.mark(who + " waits");
-      const bool in = exclusive ? BLLManager::exclusiveLock_t().isLocked()
-                                : BLLManager::sharedLock_t().isLocked();
-      timeline.mark(who + (in ? " in" : " refused"));
-    });
-  };
-  for (bool exclusive : {false, true}) {
-    BLLManager::exclusiveLock_t* held = new BLLManager::exclusiveLock_t();
-    std::thread other = attempt(exclusive ? "writer" : "reader", exclusive);
-    ASSERT_TRUE(timeline.waitFor(exclusive ? "writer waits" : "reader waits"));
-    letOthersRun();
-    timeline.mark("released");
-    delete held;
-    other.join();
-  }
-  BLLManager::sharedLock_t* held = new BLLManager::sharedLock_t();
-  attempt("reader 2", false).join();  // readers share
-  std::thread writer = attempt("writer 2", true);
-  ASSERT_TRUE(timeline.waitFor("writer 2 waits"));
-  letOthersRun();
-  timeline.mark("released");
-  delete held;
-  writer.join();
-  EXPECT_EQ((std::vector<std::string>{"reader waits", "released", "reader in", "writer waits",
-                                      "released", "writer in", "reader 2 waits", "reader 2 in",
-                                      "writer 2 waits", "released", "writer 2 in"}),
-            timeline.events);
+  // Time enough for a thread that should wait to (wrongly) get through, and
+  // for one that should not wait to get in.
+  const std::chrono::milliseconds brief(30), ample(10000);
+  EXPECT_EQ("in after release", otherThreadTakes<BLLManager::exclusiveLock_t>(false, brief));
+  EXPECT_EQ("in after release", otherThreadTakes<BLLManager::exclusiveLock_t>(true, brief));
+  EXPECT_EQ("in", otherThreadTakes<BLLManager::sharedLock_t>(false, ample));
+  EXPECT_EQ("in after release", otherThreadTakes<BLLManager::sharedLock_t>(true, brief));
 }
 
 struct Listener {

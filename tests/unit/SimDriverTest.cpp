@@ -21,14 +21,16 @@ namespace {
 
 using namespace psdriver;
 using sim::LearnResult;
+typedef std::vector<std::vector<sim::MacTableEntry>> Chains;
 
 sim::MacAddress macOf(uint8_t last) { return sim::MacAddress{0x00, 0x11, 0x22, 0x33, 0x44, last}; }
 
+// A zeroed record for interface `intf`.
 template <class Record>
-Record recordFor(const char* intf) {
+Record recordFor(const std::string& intf) {
   Record record;
   std::memset(&record, 0, sizeof record);
-  std::snprintf(record.intf, sizeof record.intf, "%s", intf);
+  std::snprintf(record.intf, sizeof record.intf, "%s", intf.c_str());
   return record;
 }
 
@@ -47,16 +49,30 @@ class SimDriverTest : public ::testing::Test {
   }
 
   static sim::Driver& driver() { return sim::Driver::instance(); }
+  static LearnResult learn(uint32_t port, uint8_t last, uint16_t vlan) {
+    return driver().learn(port, macOf(last), vlan);
+  }
   int send(unsigned long code, void* record) { return ::ioctl(handle, code, record); }
 
   int setState(unsigned long on) { return ::ioctl(handle, PSIOC_SET_STATE, on); }
-  int setLimit(const char* intf, uint32_t kind, uint32_t limit) {
+  int setIntfState(const std::string& intf, uint32_t on) {
+    psIntfStateArg_t record = recordFor<psIntfStateArg_t>(intf);
+    record.state = on;
+    return send(PSIOC_SET_INTF_STATE, &record);
+  }
+  int setLimit(const std::string& intf, uint32_t kind, uint32_t limit) {
     psIntfLimitArg_t record = recordFor<psIntfLimitArg_t>(intf);
     record.kind = kind;
     record.limit = limit;
     return send(PSIOC_SET_INTF_LIMIT, &record);
   }
-  int staticEntry(unsigned long code, const char* intf, uint8_t last, uint16_t vlan) {
+  int vlanLimit(unsigned long code, const std::string& intf, uint16_t vlan, uint32_t limit) {
+    psVlanLimitArg_t record = recordFor<psVlanLimitArg_t>(intf);
+    record.vlan = vlan;
+    record.limit = limit;
+    return send(code, &record);
+  }
+  int staticEntry(unsigned long code, const std::string& intf, uint8_t last, uint16_t vlan) {
     psMacArg_t record = recordFor<psMacArg_t>(intf);
     std::memcpy(record.mac, macOf(last).data(), sizeof record.mac);
     record.vlan = vlan;
@@ -67,51 +83,29 @@ class SimDriverTest : public ::testing::Test {
   int handle = -1;
 };
 
+// How limits count and which entry wins: see the reference test below.
 TEST_F(SimDriverTest, LimitsApplyOnlyWhileBothSwitchesAreOn) {
   ASSERT_EQ(0, setLimit("3", PS_LIMIT_DYNAMIC, 0));
-  EXPECT_EQ(LearnResult::learned, driver().learn(2, macOf(9), 99));
+  EXPECT_EQ(LearnResult::learned, learn(2, 9, 99));
   ASSERT_EQ(0, setState(1));
-  EXPECT_EQ(LearnResult::learned, driver().learn(2, macOf(8), 99));
-  psIntfStateArg_t on = recordFor<psIntfStateArg_t>("3");
-  on.state = 1;
-  ASSERT_EQ(0, send(PSIOC_SET_INTF_STATE, &on));
-  EXPECT_EQ(LearnResult::violation, driver().learn(2, macOf(7), 99));
+  EXPECT_EQ(LearnResult::learned, learn(2, 8, 99));
+  ASSERT_EQ(0, setIntfState("3", 1));
+  EXPECT_EQ(LearnResult::violation, learn(2, 7, 99));
 
   ASSERT_EQ(0, setLimit("3", PS_LIMIT_DYNAMIC, 4));
-  psVlanLimitArg_t vlanLimit = recordFor<psVlanLimitArg_t>("3");
-  vlanLimit.vlan = 10;
-  vlanLimit.limit = 1;
-  ASSERT_EQ(0, send(PSIOC_SET_VLAN_LIMIT, &vlanLimit));
-  EXPECT_EQ(LearnResult::learned, driver().learn(2, macOf(1), 10));
-  EXPECT_EQ(LearnResult::violation, driver().learn(2, macOf(2), 10));
-  EXPECT_EQ(LearnResult::learned, driver().learn(2, macOf(2), 20));
-  EXPECT_EQ(LearnResult::known, driver().learn(2, macOf(1), 10));
-  EXPECT_EQ(LearnResult::violation, driver().learn(2, macOf(3), 30));
-  EXPECT_EQ(LearnResult::learned, driver().learn(3, macOf(3), 30));  // other interfaces are free
-
-  ASSERT_EQ(0, send(PSIOC_DEL_VLAN_LIMIT, &vlanLimit));
+  ASSERT_EQ(0, vlanLimit(PSIOC_SET_VLAN_LIMIT, "3", 10, 1));
+  EXPECT_EQ(LearnResult::learned, learn(2, 1, 10));
+  EXPECT_EQ(LearnResult::violation, learn(2, 2, 10));
+  ASSERT_EQ(0, vlanLimit(PSIOC_DEL_VLAN_LIMIT, "3", 10, 1));
   EXPECT_TRUE(driver().interfaceState(3).vlanLimits.empty());
+  EXPECT_EQ(LearnResult::learned, learn(2, 2, 10));  // the fourth the dynamic limit allows
   ASSERT_EQ(0, setState(0));
   EXPECT_FALSE(driver().globalState());
-  EXPECT_EQ(LearnResult::learned, driver().learn(2, macOf(4), 10));
-}
-
-TEST_F(SimDriverTest, StaticEntriesTakeOverDynamicOnesAndDeleteOnlyTheirOwn) {
-  EXPECT_EQ(LearnResult::learned, driver().learn(1, macOf(6), 5));
-  EXPECT_EQ(LearnResult::learned, driver().learn(4, macOf(6), 5));  // moved to port 4
-  EXPECT_EQ(LearnResult::unknownPort, driver().learn(6, macOf(3), 5));
-  driver().learn(4, macOf(1), 9);
-  ASSERT_EQ(0, staticEntry(PSIOC_ADD_STATIC, "2", 1, 9));  // takes over the dynamic entry
-  EXPECT_EQ(LearnResult::known, driver().learn(0, macOf(1), 9));
-  driver().learn(2, macOf(5), 9);
-  EXPECT_EQ(-1, staticEntry(PSIOC_DEL_STATIC, "3", 1, 9));  // not on that interface
-  EXPECT_EQ(ENOENT, errno);
-  EXPECT_EQ(-1, staticEntry(PSIOC_DEL_STATIC, "3", 5, 9));  // dynamic, not static
-  EXPECT_EQ(0, staticEntry(PSIOC_DEL_STATIC, "2", 1, 9));
-  EXPECT_EQ(-1, staticEntry(PSIOC_DEL_STATIC, "2", 1, 9));
+  EXPECT_EQ(LearnResult::learned, learn(2, 4, 10));
 }
 
 TEST_F(SimDriverTest, MalformedCommandsAreRefusedAndChangeNothing) {
+  EXPECT_EQ(LearnResult::unknownPort, learn(6, 3, 5));  // a port of no interface
   EXPECT_EQ(-1, setLimit("99", PS_LIMIT_DYNAMIC, 5));
   EXPECT_EQ(ENODEV, errno);
   for (const char* intf : {"x1", "03", ""}) EXPECT_EQ(-1, setLimit(intf, PS_LIMIT_DYNAMIC, 5));
@@ -153,49 +147,49 @@ TEST_F(SimDriverTest, OpensOnlyTheTableHandleAndLeavesOtherDescriptorsToTheSyste
 struct ReferenceTable {
   std::vector<sim::MacTableEntry> entries;
   uint32_t buckets = sim::MacTable::kDefaultBucketCount;
-  std::map<unsigned int, uint32_t> dynamicLimits;                    // by port
-  std::map<std::pair<unsigned int, uint16_t>, uint32_t> vlanLimits;  // by port and VLAN
+  std::map<uint32_t, uint32_t> dynamicLimits;                    // by port
+  std::map<std::pair<uint32_t, uint16_t>, uint32_t> vlanLimits;  // by port and VLAN
 
-  sim::MacTableEntry* find(const sim::MacAddress& mac, uint16_t vlan) {
+  sim::MacTableEntry* find(uint8_t last, uint16_t vlan) {
     for (sim::MacTableEntry& entry : entries)
-      if (entry.mac == mac && entry.vlan == vlan) return &entry;
+      if (entry.mac == macOf(last) && entry.vlan == vlan) return &entry;
     return nullptr;
   }
-  LearnResult learn(uint32_t port, const sim::MacAddress& mac, uint16_t vlan) {
-    sim::MacTableEntry* existing = find(mac, vlan);
+  // Dynamic entries of `port`, in `vlan` unless it is 0.
+  uint32_t dynamicOn(uint32_t port, uint16_t vlan = 0) const {
+    uint32_t count = 0;
+    for (const sim::MacTableEntry& e : entries)
+      count += !e.isStatic && e.port == port && (vlan == 0 || e.vlan == vlan);
+    return count;
+  }
+  LearnResult learn(uint32_t port, uint8_t last, uint16_t vlan) {
+    sim::MacTableEntry* existing = find(last, vlan);
     if (existing != nullptr && (existing->isStatic || existing->port == port))
       return LearnResult::known;
-    auto limit = dynamicLimits.find(port);
-    if (limit != dynamicLimits.end()) {
-      uint32_t dynamic = 0;
-      for (const sim::MacTableEntry& entry : entries)
-        dynamic += !entry.isStatic && entry.port == port;
-      if (dynamic >= limit->second) return LearnResult::violation;
-    }
-    auto vlanLimit = vlanLimits.find({port, vlan});
-    if (vlanLimit != vlanLimits.end()) {
-      uint32_t dynamic = 0;
-      for (const sim::MacTableEntry& entry : entries)
-        dynamic += !entry.isStatic && entry.port == port && entry.vlan == vlan;
-      if (dynamic >= vlanLimit->second) return LearnResult::violation;
-    }
-    if (existing != nullptr)
-      existing->port = port;
-    else
-      entries.push_back({mac, vlan, port, false});
+    const auto limit = dynamicLimits.find(port);
+    const auto perVlan = vlanLimits.find({port, vlan});
+    if ((limit != dynamicLimits.end() && dynamicOn(port) >= limit->second) ||
+        (perVlan != vlanLimits.end() && dynamicOn(port, vlan) >= perVlan->second))
+      return LearnResult::violation;
+    put({macOf(last), vlan, port, false});
     return LearnResult::learned;
   }
-  int deleteStatic(uint32_t port, const sim::MacAddress& mac, uint16_t vlan) {
-    for (auto entry = entries.begin(); entry != entries.end(); ++entry)
-      if (entry->mac == mac && entry->vlan == vlan) {
-        if (!entry->isStatic || entry->port != port) return ENOENT;
-        entries.erase(entry);
-        return 0;
-      }
-    return ENOENT;
+  // Replaces the entry of the same MAC and VLAN in place, or appends.
+  void put(const sim::MacTableEntry& entry) {
+    sim::MacTableEntry* existing = find(entry.mac[5], entry.vlan);
+    if (existing != nullptr)
+      *existing = entry;
+    else
+      entries.push_back(entry);
   }
-  std::vector<std::vector<sim::MacTableEntry>> chains() {
-    std::vector<std::vector<sim::MacTableEntry>> result(buckets);
+  int deleteStatic(uint32_t port, uint8_t last, uint16_t vlan) {
+    sim::MacTableEntry* existing = find(last, vlan);
+    if (existing == nullptr || !existing->isStatic || existing->port != port) return ENOENT;
+    entries.erase(entries.begin() + (existing - entries.data()));
+    return 0;
+  }
+  Chains chains() const {
+    Chains result(buckets);
     for (const sim::MacTableEntry& entry : entries)
       if (buckets != 0)
         result[sim::Driver::instance().bucketOf(entry.mac, entry.vlan)].push_back(entry);
@@ -203,19 +197,16 @@ struct ReferenceTable {
   }
 };
 
-bool sameChains(const std::vector<std::vector<sim::MacTableEntry>>& a,
-                const std::vector<std::vector<sim::MacTableEntry>>& b) {
-  if (a.size() != b.size()) return false;
-  for (size_t bucket = 0; bucket < a.size(); ++bucket) {
-    if (a[bucket].size() != b[bucket].size()) return false;
-    for (size_t i = 0; i < a[bucket].size(); ++i) {
-      const sim::MacTableEntry& x = a[bucket][i];
-      const sim::MacTableEntry& y = b[bucket][i];
-      if (x.mac != y.mac || x.vlan != y.vlan || x.port != y.port || x.isStatic != y.isStatic)
-        return false;
-    }
+// "<last>/<vlan>@<port>[s]" per entry, "|" after each chain.
+std::string text(const Chains& chains) {
+  std::string out;
+  for (const auto& chain : chains) {
+    for (const sim::MacTableEntry& e : chain)
+      out += std::to_string(e.mac[5]) + "/" + std::to_string(e.vlan) + "@" +
+             std::to_string(e.port) + (e.isStatic ? "s " : " ");
+    out += "| ";
   }
-  return true;
+  return out;
 }
 
 // Random frames, static adds and deletes, moves to static and rehashes, on a
@@ -224,18 +215,12 @@ bool sameChains(const std::vector<std::vector<sim::MacTableEntry>>& a,
 TEST_F(SimDriverTest, TableMatchesAPlainReferenceThroughRandomCommands) {
   ReferenceTable reference;
   ASSERT_EQ(0, setState(1));
-  for (const char* intf : {"2", "4"}) {
-    psIntfStateArg_t on = recordFor<psIntfStateArg_t>(intf);
-    on.state = 1;
-    ASSERT_EQ(0, send(PSIOC_SET_INTF_STATE, &on));
-  }
+  ASSERT_EQ(0, setIntfState("2", 1));
+  ASSERT_EQ(0, setIntfState("4", 1));
   ASSERT_EQ(0, setLimit("2", PS_LIMIT_DYNAMIC, 6));
   ASSERT_EQ(0, setLimit("4", PS_LIMIT_DYNAMIC, 3));
   reference.dynamicLimits = {{1, 6}, {3, 3}};
-  psVlanLimitArg_t vlanLimit = recordFor<psVlanLimitArg_t>("2");
-  vlanLimit.vlan = 2;
-  vlanLimit.limit = 2;
-  ASSERT_EQ(0, send(PSIOC_SET_VLAN_LIMIT, &vlanLimit));
+  ASSERT_EQ(0, vlanLimit(PSIOC_SET_VLAN_LIMIT, "2", 2, 2));
   reference.vlanLimits = {{{1, 2}, 2}};
   std::mt19937 random(16);
   auto pick = [&](uint32_t n) { return static_cast<uint32_t>(random() % n); };
@@ -246,21 +231,16 @@ TEST_F(SimDriverTest, TableMatchesAPlainReferenceThroughRandomCommands) {
     const std::string intf = std::to_string(port + 1);
     const uint32_t what = pick(100);
     if (what < 55) {
-      ASSERT_EQ(reference.learn(port, macOf(last), vlan), driver().learn(port, macOf(last), vlan))
-          << "step " << step;
+      ASSERT_EQ(reference.learn(port, last, vlan), learn(port, last, vlan)) << "step " << step;
     } else if (what < 75) {
-      ASSERT_EQ(0, staticEntry(PSIOC_ADD_STATIC, intf.c_str(), last, vlan));
-      sim::MacTableEntry* existing = reference.find(macOf(last), vlan);
-      if (existing != nullptr)
-        *existing = {macOf(last), vlan, port, true};
-      else
-        reference.entries.push_back({macOf(last), vlan, port, true});
+      ASSERT_EQ(0, staticEntry(PSIOC_ADD_STATIC, intf, last, vlan));
+      reference.put({macOf(last), vlan, port, true});
     } else if (what < 93) {
-      const int expected = reference.deleteStatic(port, macOf(last), vlan);
-      const int result = staticEntry(PSIOC_DEL_STATIC, intf.c_str(), last, vlan);
+      const int expected = reference.deleteStatic(port, last, vlan);
+      const int result = staticEntry(PSIOC_DEL_STATIC, intf, last, vlan);
       ASSERT_EQ(expected, result == 0 ? 0 : errno) << "step " << step;
     } else if (what < 97) {
-      psMoveArg_t move = recordFor<psMoveArg_t>(intf.c_str());
+      psMoveArg_t move = recordFor<psMoveArg_t>(intf);
       ASSERT_EQ(0, send(PSIOC_MOVE_TO_STATIC, &move));
       for (sim::MacTableEntry& entry : reference.entries)
         if (entry.port == port) entry.isStatic = true;
@@ -269,7 +249,7 @@ TEST_F(SimDriverTest, TableMatchesAPlainReferenceThroughRandomCommands) {
       reference.buckets = counts[pick(5)];
       driver().setBucketCount(reference.buckets);
     }
-    ASSERT_TRUE(sameChains(reference.chains(), driver().table())) << "step " << step;
+    ASSERT_EQ(text(reference.chains()), text(driver().table())) << "step " << step;
   }
 }
 
@@ -305,9 +285,9 @@ TEST_F(SimDriverTest, CommandLogKeepsTheNewestAndCountsWhatItDropped) {
   driver().clearCommands();
 
   driver().setEntryCapacity(2);
-  driver().learn(1, macOf(1), 1);
+  learn(1, 1, 1);
   ASSERT_EQ(0, staticEntry(PSIOC_ADD_STATIC, "2", 2, 1));
-  EXPECT_EQ(LearnResult::tableFull, driver().learn(1, macOf(3), 1));
+  EXPECT_EQ(LearnResult::tableFull, learn(1, 3, 1));
   EXPECT_EQ(-1, staticEntry(PSIOC_ADD_STATIC, "2", 3, 1));
   EXPECT_EQ(ENOSPC, errno);
   EXPECT_EQ(0, staticEntry(PSIOC_ADD_STATIC, "2", 1, 1));  // an entry it holds is taken over

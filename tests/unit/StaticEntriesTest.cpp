@@ -1,6 +1,8 @@
 // Static entries on a driver interface (limits, moves between interfaces,
 // clearing) and per interface and virtual port (the cache, the carrier that
-// applies them, and the refusals made before the cache with their log lines).
+// applies them, the refusals made before the cache with their log lines, and
+// the host's GEM and VLAN events that apply and withdraw cached entries).
+// Refused commands and locks: FaultSweepTest.
 #include "EntityTest.h"
 
 namespace entitytest {
@@ -10,9 +12,8 @@ class StaticEntriesTest : public EntityTest {};
 
 TEST_F(StaticEntriesTest, FullListRefusesAfterTakingTheEntryFromItsOldInterface) {
   ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH2, 2));
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(100, 0x09)));
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));
-  takeSent();
+  addStatic(ETH1, 100, {0x09});
+  addStatic(ETH2, 100, {0x01});
   EXPECT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));  // already there
   ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(100, 0x02)));
   EXPECT_EQ(2u, ps().addStaticEntry(ETH2, macEntry(100, 0x01)));  // full, even for its own entry
@@ -35,28 +36,19 @@ TEST_F(StaticEntriesTest, LimitIsAnEqualityTestOnAnExistingList) {
   EXPECT_EQ(Lines{"v100/02"}, staticOn(ETH2));
   // Limit 0 on an interface that never had a list: no size ever equals it.
   ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH3, 0));
-  EXPECT_EQ(0u, ps().addStaticEntry(ETH3, macEntry(100, 0x03)));
-  EXPECT_EQ(0u, ps().addStaticEntry(ETH3, macEntry(100, 0x04)));
+  addStatic(ETH3, 100, {0x03, 0x04});
   EXPECT_EQ((Lines{"v100/03", "v100/04"}), staticOn(ETH3));
 }
 
-TEST_F(StaticEntriesTest, ClearKeepsTheKeysAndStopsAtTheFirstRefusal) {
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(100, 0x01)));
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH1, macEntry(100, 0x02)));
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH3, macEntry(100, 0x03)));
-  ASSERT_EQ(0u, ps().addStaticEntry(GEM1, macEntry(100, 0x04)));
-  takeSent();
+// A refused deletion stops the clearing: see FaultSweepTest.
+TEST_F(StaticEntriesTest, ClearTakesOneInterfaceOrAllAndKeepsTheKeys) {
+  addStatic(ETH1, 100, {0x01, 0x02});
+  addStatic(ETH3, 100, {0x03});
+  addStatic(GEM1, 100, {0x04});
   EXPECT_EQ(0u, ps().clearStaticEntries(ETH3));
   EXPECT_EQ(Lines{"del 3 v100/03"}, takeSent());
-  driver().refuseCall(2);
-  EXPECT_EQ(1u, ps().clearStaticEntries());
-  EXPECT_EQ((Lines{"del 1 v100/01", "del 1 v100/02 refused"}), takeSent());
-  EXPECT_EQ((Lines{"0|PortSecurity::clearStaticEntries error at  delStaticEntry intfid: 1. "
-                   "Break the loop and return."}),
-            takeLogged());
-  EXPECT_EQ(Lines{"v100/02"}, staticOn(ETH1));
   EXPECT_EQ(0u, ps().clearStaticEntries(0));
-  EXPECT_EQ((Lines{"del 1 v100/02", "del 9 v100/04"}), takeSent());
+  EXPECT_EQ((Lines{"del 1 v100/01", "del 1 v100/02", "del 9 v100/04"}), takeSent());
   EXPECT_NE(std::string::npos, dump().find(" Interface: 1\n Interface: 3\n Interface: 9\n"));
 }
 
@@ -76,23 +68,19 @@ TEST_F(StaticEntriesTest, CachedCountMeetingTheCarriersLimitGives2) {
 }
 
 TEST_F(StaticEntriesTest, MovingToAnotherVirtualPortWithdrawsFromTheOldCarrierOnce) {
-  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 0x01), 1));
-  takeSent();
+  addCached(GPON, 1, VLAN10, {0x01});
   EXPECT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 0x01), 2));
   EXPECT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 0x01), 2));  // in place
-  EXPECT_EQ((Lines{"del 9 v10/01", "add 10 v10/01"}), takeSent());
-  EXPECT_EQ(Lines{"8.2@10:v10/01=1"}, cached());
+  EXPECT_EQ((Lines{"del 9 v10/01", "add 10 v10/01", "8.2@10:v10/01=1"}), sentAndCached());
   EXPECT_EQ(Lines{}, staticOn(GEM1));
   EXPECT_EQ(Lines{"v10/01"}, staticOn(GEM2));
 }
 
 TEST_F(StaticEntriesTest, DeleteRemovesTheEntryWhereverItIsCached) {
-  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH1, macEntry(VLAN10, 0x01)));
-  ASSERT_EQ(0u, ps().addStaticEntry(ETH2, macEntry(VLAN10, 0x02)));
-  takeSent();
+  addCached(ETH1, 0, VLAN10, {0x01});
+  addStatic(ETH2, VLAN10, {0x02});
   EXPECT_EQ(0u, ps().delStaticEntryVirtualPort(ETH3, macEntry(VLAN10, 0x01), 5));
-  EXPECT_EQ(Lines{"del 1 v10/01"}, takeSent());
-  EXPECT_EQ(Lines{}, cached());
+  EXPECT_EQ(Lines{"del 1 v10/01"}, sentAndCached());
   // Not cached: nothing happens, even to an entry of the interface layer.
   EXPECT_EQ(0u, ps().delStaticEntryApi(ETH2, macEntry(VLAN10, 0x02)));
   EXPECT_EQ(Lines{}, takeSent());
@@ -100,23 +88,78 @@ TEST_F(StaticEntriesTest, DeleteRemovesTheEntryWhereverItIsCached) {
 }
 
 TEST_F(StaticEntriesTest, RequestsRefusedBeforeTheCacheLogByKind) {
-  lock().failNextAttempts(1, sim::LockKind::exclusive);
-  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
-  EXPECT_EQ(1u, ps().addStaticEntryApi(UNKNOWN_ID, macEntry(VLAN10, 0x01)));
+  const PortSecurity::macEntry_t entry = macEntry(VLAN10, 0x01);
+  EXPECT_EQ(1u, ps().addStaticEntryApi(UNKNOWN_ID, entry));
   EXPECT_EQ(Lines{}, takeLogged());
-  EXPECT_EQ(1u, ps().addStaticEntryApi(GPON, macEntry(VLAN10, 0x01)));
-  EXPECT_EQ(1u, ps().addStaticEntryVirtualPort(ETH2, macEntry(VLAN10, 0x01), 3));
+  EXPECT_EQ(1u, ps().addStaticEntryApi(GPON, entry));
+  EXPECT_EQ(1u, ps().addStaticEntryVirtualPort(ETH2, entry, 3));
   lock().failNextAttempts(1, sim::LockKind::shared);
-  EXPECT_EQ(1u, ps().addStaticEntryVirtualPort(GPON, macEntry(VLAN10, 0x01), 1));
+  EXPECT_EQ(1u, ps().addStaticEntryVirtualPort(GPON, entry, 1));
   node().failTypeLookup(true);
-  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
+  EXPECT_EQ(1u, ps().addStaticEntryApi(ETH2, entry));
   EXPECT_EQ((Lines{"1|addStaticEntryVirtualPort:906:Invalid interface type: 4 for interface: 8\n",
                    "1|addStaticEntryVirtualPort:920:Invalid interface type: 1 for interface: 2\n",
                    "0|addStaticEntryVirtualPort:936:getStaticMacLimit failed for intf: 9\n",
                    "0|addStaticEntryVirtualPort:892:interfaceGetTypeById failed for intf: 2\n"}),
             takeLogged());
+  EXPECT_EQ(Lines{}, sentAndCached());
+}
+
+class HostEventsTest : public EntityTest {};
+
+TEST_F(HostEventsTest, GponEntryFollowsItsGemInterfaceAndVlan) {
+  // Virtual port 3 has no GEM interface yet and VLAN 30 does not exist.
+  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(MISSING_VLAN, 0x01), 3));
   EXPECT_EQ(Lines{}, takeSent());
-  EXPECT_EQ(Lines{}, cached());
+  // Only a bind or a rebind of the entry's own virtual port gives it a carrier.
+  EXPECT_TRUE(ps().GPONGemEvent(GEM1, GPON, 3, Interfaces::GPON_GEM_UNBOUND));
+  EXPECT_TRUE(ps().GPONGemEvent(GEM1, GPON, 3, Interfaces::GPON_GEM_STATE_CHANGED));
+  EXPECT_TRUE(ps().GPONGemEvent(GEM1, GPON, 7, Interfaces::GPON_GEM_BOUND));
+  EXPECT_EQ(Lines{"8.3@0:v30/01=0"}, cached());
+
+  node().raiseGemEvent(GEM1, GPON, 3, Interfaces::GPON_GEM_BOUND);
+  EXPECT_EQ(Lines{"8.3@9:v30/01=0"}, sentAndCached());
+
+  ASSERT_TRUE(node().createVlan(MISSING_VLAN));
+  EXPECT_EQ((Lines{"add 9 v30/01", "8.3@9:v30/01=1"}), sentAndCached());
+  EXPECT_EQ(Lines{"v30/01"}, staticOn(GEM1));
+
+  // Deleting the VLAN withdraws the entry and the VLAN's per-VLAN limits.
+  ASSERT_EQ(0u, ps().setLimitDynamicMACs(GEM1, MISSING_VLAN, 5));
+  ASSERT_EQ(0u, ps().setLimitDynamicMACs(GEM1, VLAN10, 5));
+  takeSent();
+  ASSERT_TRUE(node().deleteVlan(MISSING_VLAN));
+  EXPECT_EQ((Lines{"del 9 v30/01", "del-vlan-limit 9 v30 0", "8.3@9:v30/01=0"}), sentAndCached());
+  EXPECT_EQ(Lines{}, staticOn(GEM1));
+  EXPECT_EQ((std::map<unsigned short, unsigned int>{{VLAN10, 5}}), vlanLimitsOf(GEM1));
+
+  ASSERT_TRUE(node().createVlan(MISSING_VLAN));
+  EXPECT_EQ((Lines{"add 9 v30/01", "8.3@9:v30/01=1"}), sentAndCached());
+
+  // A rebind to the same GEM interface withdraws, then applies again.
+  node().raiseGemEvent(GEM1, GPON, 3, Interfaces::GPON_GEM_REBOUND);
+  EXPECT_EQ((Lines{"del 9 v30/01", "add 9 v30/01", "8.3@9:v30/01=1"}), sentAndCached());
+
+  // A plain bind to another GEM interface leaves applied entries where they are.
+  node().raiseGemEvent(GEM2, GPON, 3, Interfaces::GPON_GEM_BOUND);
+  EXPECT_EQ(Lines{"8.3@10:v30/01=1"}, sentAndCached());
+  EXPECT_EQ(Lines{"v30/01"}, staticOn(GEM1));
+  EXPECT_EQ(Lines{}, takeLogged());
+}
+
+const unsigned short OTHER_MISSING_VLAN = 40;
+
+TEST_F(HostEventsTest, VlanCreatedAppliesOnlyUnappliedEntriesWithACarrier) {
+  addCached(ETH2, 0, MISSING_VLAN, {0x01});
+  addCached(GPON, 3, MISSING_VLAN, {0x02});
+  addCached(ETH1, 0, OTHER_MISSING_VLAN, {0x03});
+  node().addVlanQuietly(MISSING_VLAN);
+  addCached(ETH3, 0, MISSING_VLAN, {0x04});
+  ps().vlanAddEvent("other-bridge", MISSING_VLAN);
+  EXPECT_EQ(Lines{"add 2 v30/01"}, takeSent());
+  EXPECT_EQ((Lines{"1.0@1:v40/03=0", "2.0@2:v30/01=1", "3.0@3:v30/04=1", "8.3@0:v30/02=0"}),
+            cached());
+  EXPECT_EQ(Lines{}, takeLogged());
 }
 
 }  // namespace
