@@ -10,7 +10,7 @@
 
 #include <chrono>
 #include <cstring>
-#include <fstream>
+#include <iterator>
 #include <sstream>
 #include <thread>
 
@@ -21,20 +21,25 @@ extern char** environ;
 namespace e2e {
 namespace {
 
-// A cross-built suite runs emulated, and so must the programs it starts:
-// PS_EMULATOR is the emulator's command line, empty for a native build.
-std::vector<std::string> emulated(const std::vector<std::string>& argv) {
-  std::vector<std::string> words;
-  std::istringstream emulator(PS_EMULATOR);
-  for (std::string word; emulator >> word;) words.push_back(word);
-  words.insert(words.end(), argv.begin(), argv.end());
-  return words;
+std::vector<std::string> words(const std::string& text) {
+  std::istringstream in(text);
+  return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
+}
+
+// The build's program argv[0] with its arguments. A cross-built suite runs
+// emulated, and so must the programs it starts: PS_EMULATOR is the
+// emulator's command line, empty for a native build.
+std::vector<std::string> commandLine(std::vector<std::string> argv) {
+  argv[0] = PS_BINARY_DIR "/" + argv[0];
+  std::vector<std::string> line = words(PS_EMULATOR);
+  line.insert(line.end(), argv.begin(), argv.end());
+  return line;
 }
 
 // Starts `argv` with its output streams appended to the files `out` and `err`.
-pid_t spawn(const std::vector<std::string>& argv, const std::string& out, const std::string& err) {
+pid_t spawn(std::vector<std::string> argv, const std::string& out, const std::string& err) {
   std::vector<char*> args;
-  for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+  for (std::string& arg : argv) args.push_back(arg.data());
   args.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
@@ -46,13 +51,13 @@ pid_t spawn(const std::vector<std::string>& argv, const std::string& out, const 
   return pid;
 }
 
+}  // namespace
+
 std::string readFile(const std::string& path) {
   std::ostringstream text;
   text << std::ifstream(path).rdbuf();
   return text.str();
 }
-
-}  // namespace
 
 std::vector<std::string> RunResult::lines() const {
   std::vector<std::string> split;
@@ -62,24 +67,23 @@ std::vector<std::string> RunResult::lines() const {
 }
 
 RunResult run(std::vector<std::string> argv) {
-  argv = emulated(argv);
+  argv = commandLine(argv);
   argv.insert(argv.begin(), {"/usr/bin/timeout", "-s", "KILL", "30"});
   TempDir dir;
-  const std::string outPath = dir.file("out"), errPath = dir.file("err");
-  const pid_t pid = spawn(argv, outPath, errPath);
+  const pid_t pid = spawn(argv, dir.file("out"), dir.file("err"));
   RunResult result;
   int status = 0;
   if (pid > 0 && ::waitpid(pid, &status, 0) == pid && WIFEXITED(status))
     result.status = WEXITSTATUS(status);
-  result.out = readFile(outPath);
-  result.err = readFile(errPath);
+  result.out = readFile(dir.file("out"));
+  result.err = readFile(dir.file("err"));
   return result;
 }
 
-Pshost::Pshost(const std::string& nodeFile) : controlPath(dir.file("control")) {
-  std::vector<std::string> argv = {binary("pshost"), "--control", controlPath};
-  if (!nodeFile.empty()) argv.insert(argv.end(), {"--node", nodeFile});
-  pid = spawn(emulated(argv), dir.file("log"), dir.file("log"));
+Pshost::Pshost(const std::string& node) {
+  std::vector<std::string> argv = {"pshost", "--control", dir.file("control")};
+  if (!node.empty()) argv.insert(argv.end(), {"--node", dir.write("node.json", node)});
+  pid = spawn(commandLine(argv), dir.file("log"), dir.file("log"));
   for (int attempt = 0; pid > 0 && !up && attempt < 100; ++attempt) {
     up = psctl({"--timeout", "1", "ping"}).status == 0;
     if (!up) std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -96,15 +100,14 @@ Pshost::~Pshost() {
 }
 
 RunResult Pshost::psctl(const std::vector<std::string>& args) const {
-  std::vector<std::string> argv = {binary("psctl"), "--control", controlPath};
+  std::vector<std::string> argv = {"psctl", "--control", dir.file("control")};
   argv.insert(argv.end(), args.begin(), args.end());
   return run(argv);
 }
 
 RunResult Pshost::sim(const std::string& command) const {
-  std::vector<std::string> args = {"sim"};
-  std::istringstream words(command);
-  for (std::string word; words >> word;) args.push_back(word);
+  std::vector<std::string> args = words(command);
+  args.insert(args.begin(), "sim");
   return psctl(args);
 }
 
@@ -112,7 +115,7 @@ std::string Pshost::control(const std::string& text) const {
   const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
-  std::strncpy(address.sun_path, controlPath.c_str(), sizeof address.sun_path - 1);
+  std::strncpy(address.sun_path, dir.file("control").c_str(), sizeof address.sun_path - 1);
   timeval limit = {10, 0};  // bounds a lost reply; no time is asserted
   ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
   std::string received;

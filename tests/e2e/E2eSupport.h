@@ -29,18 +29,18 @@ inline const char* const kTestNode = R"({
   "driver": {"buckets": 32}
 })";
 
-inline std::string binary(const std::string& name) { return PS_BINARY_DIR "/" + name; }
-
 struct RunResult {
   int status = -1;  // exit status, or -1 when the process did not exit normally
-  std::string out;
-  std::string err;
+  std::string out, err;
   std::vector<std::string> lines() const;  // standard output, split into lines
 };
 
-// Runs a program to its end, capturing both output streams. A program still
-// running after 30 s is killed, which fails the test through its status.
+// Runs the program of this build that argv[0] names to its end, capturing both
+// output streams. One still running after 30 s is killed, which fails the test
+// through its status.
 RunResult run(std::vector<std::string> argv);
+
+std::string readFile(const std::string& path);
 
 // A private directory, removed with everything in it.
 struct TempDir {
@@ -62,24 +62,20 @@ struct TempDir {
 // One pshost process with a control socket of its own.
 class Pshost {
  public:
-  // Starts pshost with the node file (none: the built-in node) and waits
-  // until psctl ping gets an answer. Fails the test when it does not come up.
-  explicit Pshost(const std::string& nodeFile = std::string());
-  // Stops the process with SIGTERM, expecting exit status 0.
-  ~Pshost();
+  // Starts pshost on the node file text `node` (empty: the built-in node) and
+  // waits until psctl ping gets an answer; fails the test when none comes.
+  explicit Pshost(const std::string& node = std::string());
+  ~Pshost();  // SIGTERM, expecting exit status 0
 
   bool ready() const { return up; }
-  // psctl with this host's control socket, then `args`.
-  RunResult psctl(const std::vector<std::string>& args) const;
-  // psctl sim WORDS...
-  RunResult sim(const std::string& command) const;
+  RunResult psctl(const std::vector<std::string>& args) const;  // on this host's control socket
+  RunResult sim(const std::string& command) const;              // psctl sim WORDS...
   // Sends raw text to the control socket; everything read until the host
   // closes the connection.
   std::string control(const std::string& text) const;
 
  private:
   TempDir dir;
-  std::string controlPath;
   pid_t pid = -1;
   bool up = false;
 };

@@ -9,9 +9,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,33 +24,28 @@
 
 namespace {
 
+typedef std::vector<uint8_t> Bytes;
+typedef std::vector<uint32_t> Words;
+
 const uint32_t kProgram = 0x2000000d, kVersion = 1, kNullProc = 0, kAddStaticProc = 7;
 const uint32_t kLastFragment = 0x80000000u;
-// Bounds a lost reply. Far above any answer time, yet below what the
-// library waits for a stalled record when it reads connections blocking.
-const struct timeval kReplyLimit = {20, 0};
+const Words kSuccess = {0}, kProgUnavail = {1}, kProgMismatch = {2, 1, 1}, kProcUnavail = {3},
+            kGarbageArgs = {4};
 
-typedef std::vector<uint8_t> Bytes;
-
-void put(Bytes& out, uint32_t word) {
-  const uint32_t net = htonl(word);
-  const uint8_t* raw = reinterpret_cast<const uint8_t*>(&net);
-  out.insert(out.end(), raw, raw + 4);
-}
-
-uint32_t wordAt(const Bytes& in, size_t index) {
-  uint32_t net = 0;
-  if ((index + 1) * 4 <= in.size()) std::memcpy(&net, &in[index * 4], 4);
-  return ntohl(net);
+Bytes bytes(const Words& words, Bytes tail = {}) {
+  Bytes out(4 * words.size());
+  for (size_t i = 0; i < words.size(); ++i) {
+    const uint32_t net = htonl(words[i]);
+    std::memcpy(&out[4 * i], &net, 4);
+  }
+  out.insert(out.end(), tail.begin(), tail.end());
+  return out;
 }
 
 // A call message with null credentials, then `body` words.
 Bytes call(uint32_t xid, uint32_t program, uint32_t version, uint32_t procedure,
-           const std::vector<uint32_t>& body = {}) {
-  Bytes out;
-  for (uint32_t word : {xid, 0u, 2u, program, version, procedure, 0u, 0u, 0u, 0u}) put(out, word);
-  for (uint32_t word : body) put(out, word);
-  return out;
+           const Words& body = {}) {
+  return bytes({xid, 0, 2, program, version, procedure, 0, 0, 0, 0}, bytes(body));
 }
 
 Bytes cut(Bytes bytes, size_t length) {
@@ -56,76 +53,78 @@ Bytes cut(Bytes bytes, size_t length) {
   return bytes;
 }
 
-// The accept status of an accepted reply to `xid`, followed by its
-// remaining words; empty when `reply` is something else.
-std::vector<uint32_t> accepted(const Bytes& reply, uint32_t xid) {
-  if (reply.size() < 24 || wordAt(reply, 0) != xid || wordAt(reply, 1) != 1 ||
-      wordAt(reply, 2) != 0)
-    return {};
-  std::vector<uint32_t> out;
-  for (size_t i = 5 + (wordAt(reply, 4) + 3) / 4; i < reply.size() / 4; ++i)
-    out.push_back(wordAt(reply, i));
-  return out;
-}
-
-const std::vector<uint32_t> kSuccess = {0}, kProgUnavail = {1}, kProgMismatch = {2, 1, 1},
-                            kProcUnavail = {3}, kGarbageArgs = {4};
-
-int openSocket(int type, uint16_t port) {
-  const int fd = ::socket(AF_INET, type | SOCK_CLOEXEC, 0);
-  ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &kReplyLimit, sizeof kReplyLimit);
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-    ADD_FAILURE() << "cannot connect to port " << port;
-  }
-  return fd;
-}
-
-void sendAll(int fd, const Bytes& bytes) {
-  ASSERT_EQ(static_cast<ssize_t>(bytes.size()),
-            ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL));
-}
-
 // `record` as one last fragment.
 Bytes framed(const Bytes& record) {
-  Bytes out;
-  put(out, kLastFragment | static_cast<uint32_t>(record.size()));
-  out.insert(out.end(), record.begin(), record.end());
-  return out;
+  return bytes({kLastFragment | static_cast<uint32_t>(record.size())}, record);
 }
 
-bool receiveAll(int fd, uint8_t* into, size_t length) {
-  for (size_t at = 0; at < length;) {
-    const ssize_t n = ::recv(fd, into + at, length - at, 0);
-    if (n <= 0) return false;
-    at += static_cast<size_t>(n);
+// The accept status of an accepted reply to `xid`, followed by its
+// remaining words; empty when `reply` is something else.
+Words accepted(const Bytes& reply, uint32_t xid) {
+  Words w(reply.size() / 4);
+  std::memcpy(w.data(), reply.data(), 4 * w.size());
+  for (uint32_t& word : w) word = ntohl(word);
+  if (w.size() < 6 || w[0] != xid || w[1] != 1 || w[2] != 0) return {};
+  const size_t status = 5 + (size_t{w[4]} + 3) / 4;  // after the verifier
+  return status <= w.size() ? Words(w.begin() + status, w.end()) : Words();
+}
+
+// A loopback socket connected to `port`, closed on destruction.
+class Socket {
+ public:
+  Socket(int type, uint16_t port) : stream(type == SOCK_STREAM) {
+    fd = ::socket(AF_INET, type | SOCK_CLOEXEC, 0);
+    // Bounds a lost reply. Far above any answer time, yet below what the
+    // library waits for a stalled record when it reads connections blocking.
+    const timeval limit = {20, 0};
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+      ADD_FAILURE() << "cannot connect to port " << port;
   }
-  return true;
-}
+  Socket(const Socket&) = delete;
+  ~Socket() { ::close(fd); }
 
-// One reply record from a stream; empty when the connection ended or timed out.
-Bytes receiveRecord(int fd) {
-  uint8_t mark[4];
-  if (!receiveAll(fd, mark, sizeof mark)) return {};
-  Bytes record((mark[1] << 16) | (mark[2] << 8) | mark[3]);
-  if (!receiveAll(fd, record.data(), record.size())) return {};
-  return record;
-}
+  void send(const Bytes& bytes) {
+    ASSERT_EQ(static_cast<ssize_t>(bytes.size()),
+              ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL));
+  }
+  // The next datagram, or the next record of a stream; empty when none came.
+  Bytes receive() {
+    if (!stream) return take(UDPMSGSIZE, 0);
+    const Bytes mark = take(4, MSG_WAITALL);
+    return mark.size() < 4 ? Bytes()
+                           : take((mark[1] << 16) | (mark[2] << 8) | mark[3], MSG_WAITALL);
+  }
+  // A call message, framed on a stream, and the reply that comes back.
+  Bytes ask(const Bytes& message) {
+    send(stream ? framed(message) : message);
+    return receive();
+  }
+  // True when the server closed the connection (not when it timed out).
+  bool closedByServer() {
+    uint8_t byte;
+    const ssize_t n = ::recv(fd, &byte, 1, 0);
+    return n == 0 || (n < 0 && errno == ECONNRESET);
+  }
 
-// True when the server closed the connection (not when it timed out).
-bool closedByServer(int fd) {
-  uint8_t byte;
-  const ssize_t n = ::recv(fd, &byte, 1, 0);
-  return n == 0 || (n < 0 && errno == ECONNRESET);
-}
+ private:
+  Bytes take(size_t most, int flags) {
+    Bytes in(most);
+    in.resize(std::max<ssize_t>(0, ::recv(fd, in.data(), most, flags)));
+    return in;
+  }
+
+  bool stream;
+  int fd;
+};
 
 class HostileClientsTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    host.emplace(dir.write("node.json", e2e::kTestNode));
     ASSERT_TRUE(host->ready());
     sockaddr_in mapper = {};
     mapper.sin_family = AF_INET;
@@ -136,97 +135,69 @@ class HostileClientsTest : public ::testing::Test {
     ASSERT_NE(0, tcpPort);
   }
 
-  // A datagram call and the first reply that comes back on its socket.
-  Bytes overUdp(int fd, const Bytes& request) {
-    sendAll(fd, request);
-    Bytes reply(UDPMSGSIZE);
-    const ssize_t n = ::recv(fd, reply.data(), reply.size(), 0);
-    reply.resize(n < 0 ? 0 : static_cast<size_t>(n));
-    return reply;
-  }
-
-  Bytes overTcp(int fd, const Bytes& request) {
-    sendAll(fd, framed(request));
-    return receiveRecord(fd);
-  }
-
-  e2e::TempDir dir;
-  std::optional<e2e::Pshost> host;
+  std::optional<e2e::Pshost> host{std::in_place, e2e::kTestNode};
   uint16_t udpPort = 0, tcpPort = 0;
 };
 
 TEST_F(HostileClientsTest, MalformedRequestsGetTheLibraryRepliesOrAreDropped) {
-  const int udp = openSocket(SOCK_DGRAM, udpPort);
+  Socket udp(SOCK_DGRAM, udpPort), tcp(SOCK_STREAM, tcpPort);
   // Datagrams that cannot be a call are dropped: the next reply on the
   // socket belongs to the call after them.
-  const Bytes tooLong = call(1, kProgram, kVersion, kNullProc, std::vector<uint32_t>(2500, 0));
   Bytes reply = call(2, kProgram, kVersion, kNullProc);
   reply[7] = 1;  // a reply, not a call
   for (const Bytes& dropped : {Bytes{}, Bytes{1, 2, 3}, cut(call(3, kProgram, kVersion, 0), 20),
-                               cut(call(4, kProgram, kVersion, 0), 39), tooLong, reply})
-    sendAll(udp, dropped);
+                               cut(call(4, kProgram, kVersion, 0), 39),
+                               call(1, kProgram, kVersion, kNullProc, Words(2500, 0)), reply})
+    udp.send(dropped);
   // The library's error replies, the same on both transports.
   struct Refused {
     uint32_t program, version, procedure;
-    std::vector<uint32_t> body, status;
+    Words body, status;
   };
   const Refused refusals[] = {{kProgram + 1, kVersion, 0, {}, kProgUnavail},
                               {kProgram, 2, 0, {}, kProgMismatch},
                               {kProgram, kVersion, 19, {}, kProcUnavail},
                               {kProgram, kVersion, kAddStaticProc, {2}, kGarbageArgs}};
-  const int tcp = openSocket(SOCK_STREAM, tcpPort);
   uint32_t xid = 10;
   for (const Refused& refused : refusals) {
     const Bytes request =
         call(++xid, refused.program, refused.version, refused.procedure, refused.body);
-    EXPECT_EQ(refused.status, accepted(overUdp(udp, request), xid)) << "udp " << xid;
-    EXPECT_EQ(refused.status, accepted(overTcp(tcp, request), xid)) << "tcp " << xid;
+    EXPECT_EQ(refused.status, accepted(udp.ask(request), xid)) << "udp " << xid;
+    EXPECT_EQ(refused.status, accepted(tcp.ask(request), xid)) << "tcp " << xid;
   }
-  EXPECT_EQ(kSuccess, accepted(overUdp(udp, call(20, kProgram, kVersion, kNullProc)), 20));
-  ::close(udp);
-  ::close(tcp);
+  EXPECT_EQ(kSuccess, accepted(udp.ask(call(20, kProgram, kVersion, kNullProc)), 20));
 
   // A record that cannot be a call ends its connection and only that one.
-  Bytes headerless;
-  put(headerless, kLastFragment | 12);
+  Bytes headerless = bytes({kLastFragment | 12});
   headerless.resize(16, 0);
-  Bytes oversize;
-  put(oversize, 0x7fffffffu);
-  put(oversize, 25);
-  const Bytes marks[] = {framed(cut(call(30, kProgram, kVersion, 0), 20)), headerless,
-                         Bytes{0, 0, 0, 0}, Bytes{0x80, 0, 0, 0}, oversize};
-  for (const Bytes& bad : marks) {
-    const int doomed = openSocket(SOCK_STREAM, tcpPort);
-    sendAll(doomed, bad);
-    EXPECT_TRUE(closedByServer(doomed)) << "record of " << bad.size() << " bytes";
-    ::close(doomed);
+  for (const Bytes& bad : {framed(cut(call(30, kProgram, kVersion, 0), 20)), headerless,
+                           Bytes{0, 0, 0, 0}, Bytes{0x80, 0, 0, 0}, bytes({0x7fffffffu, 25})}) {
+    Socket doomed(SOCK_STREAM, tcpPort);
+    doomed.send(bad);
+    EXPECT_TRUE(doomed.closedByServer()) << "record of " << bad.size() << " bytes";
   }
-  const int after = openSocket(SOCK_STREAM, tcpPort);
-  EXPECT_EQ(kSuccess, accepted(overTcp(after, call(31, kProgram, kVersion, kNullProc)), 31));
-  ::close(after);
+  Socket after(SOCK_STREAM, tcpPort);
+  EXPECT_EQ(kSuccess, accepted(after.ask(call(31, kProgram, kVersion, kNullProc)), 31));
 }
 
 TEST_F(HostileClientsTest, StalledAndIdleConnectionsKeepNoOtherClientWaiting) {
-  std::vector<int> idle;
-  for (int i = 0; i < 100; ++i) idle.push_back(openSocket(SOCK_STREAM, tcpPort));
+  std::deque<Socket> idle;
+  for (int i = 0; i < 100; ++i) idle.emplace_back(SOCK_STREAM, tcpPort);
   // Half a record, and then nothing.
-  const int stalled = openSocket(SOCK_STREAM, tcpPort);
+  Socket stalled(SOCK_STREAM, tcpPort);
   const Bytes whole = framed(call(40, kProgram, kVersion, kNullProc));
-  sendAll(stalled, cut(whole, 18));
+  stalled.send(cut(whole, 18));
 
-  const int udp = openSocket(SOCK_DGRAM, udpPort);
-  EXPECT_EQ(kSuccess, accepted(overUdp(udp, call(41, kProgram, kVersion, kNullProc)), 41));
-  const int tcp = openSocket(SOCK_STREAM, tcpPort);
-  EXPECT_EQ(kSuccess, accepted(overTcp(tcp, call(42, kProgram, kVersion, kNullProc)), 42));
+  Socket udp(SOCK_DGRAM, udpPort), tcp(SOCK_STREAM, tcpPort);
+  EXPECT_EQ(kSuccess, accepted(udp.ask(call(41, kProgram, kVersion, kNullProc)), 41));
+  EXPECT_EQ(kSuccess, accepted(tcp.ask(call(42, kProgram, kVersion, kNullProc)), 42));
   EXPECT_EQ(0, host->psctl({"--timeout", "20", "show"}).status);
 
   // The stalled client finishes its record and is answered.
-  sendAll(stalled, Bytes(whole.begin() + 18, whole.end()));
-  EXPECT_EQ(kSuccess, accepted(receiveRecord(stalled), 40));
+  stalled.send(Bytes(whole.begin() + 18, whole.end()));
+  EXPECT_EQ(kSuccess, accepted(stalled.receive(), 40));
 
   host.reset();  // SIGTERM with every connection still open; exit status 0
-  for (int fd : idle) ::close(fd);
-  for (int fd : {stalled, udp, tcp}) ::close(fd);
 }
 
 }  // namespace

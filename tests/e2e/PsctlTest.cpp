@@ -15,7 +15,6 @@ typedef std::vector<std::string> Lines;
 
 class PsctlTest : public ::testing::TestWithParam<const char*> {
  protected:
-  PsctlTest() : host(dir.write("node.json", e2e::kTestNode)) {}
   void SetUp() override { ASSERT_TRUE(host.ready()); }
 
   // psctl over the transport under test.
@@ -38,8 +37,7 @@ class PsctlTest : public ::testing::TestWithParam<const char*> {
     return std::find(lines.begin(), lines.end(), line) != lines.end();
   }
 
-  e2e::TempDir dir;
-  e2e::Pshost host;
+  e2e::Pshost host{e2e::kTestNode};
 };
 
 TEST_P(PsctlTest, OperatorCommandsReachTheServiceAndReportBack) {
@@ -121,7 +119,7 @@ TEST(PsctlUsageTest, WrongCommandLinesExitWithUsageStatus) {
                                               {"--timeout", "0", "ping"},
                                               {"--bogus", "ping"},
                                               {}}) {
-    Lines argv = {e2e::binary("psctl")};
+    Lines argv = {"psctl"};
     argv.insert(argv.end(), args.begin(), args.end());
     const RunResult result = e2e::run(argv);
     EXPECT_EQ(2, result.status) << result.err;

@@ -5,6 +5,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -43,11 +44,12 @@ const unsigned int kEth = 1, kUplink = 2, kGpon = 4, kGem = 40, kUnknown = 99;
 const unsigned short kVlan = 100;
 
 rpcPSMacEntry macEntry(unsigned char last) { return {{0x02, 0, 0, 0, 0, last}, kVlan}; }
+typedef std::pair<std::vector<rpcPSMacEntry>, unsigned int> MacList;
 
 class RpcProgramTest : public ::testing::TestWithParam<const char*> {
  protected:
-  static void SetUpTestSuite() { loop = new ServingLoop(); }
-  static void TearDownTestSuite() { delete loop; }
+  static void SetUpTestSuite() { loop = std::make_unique<ServingLoop>(); }
+  static void TearDownTestSuite() { loop.reset(); }
 
   void SetUp() override {
     sim::reset();
@@ -85,21 +87,17 @@ class RpcProgramTest : public ::testing::TestWithParam<const char*> {
   }
 
   // The entries of a MAC list reply, then its code.
-  std::pair<std::vector<rpcPSMacEntry>, unsigned int> macs(rpcResultPSMacEntryList* reply) {
+  MacList macs(rpcResultPSMacEntryList* reply) {
     EXPECT_NE(nullptr, reply);
-    std::pair<std::vector<rpcPSMacEntry>, unsigned int> out(
-        {reply->list.list_val, reply->list.list_val + reply->list.list_len}, reply->result);
+    MacList out({reply->list.list_val, reply->list.list_val + reply->list.list_len}, reply->result);
     xdr_free(xdrRoutine(xdr_rpcResultPSMacEntryList), reinterpret_cast<char*>(reply));
     return out;
   }
 
-  static ServingLoop* loop;
+  inline static std::unique_ptr<ServingLoop> loop;
   CLIENT* client = nullptr;
   std::vector<rpcPSVlanSettings> vlans;
 };
-
-ServingLoop* RpcProgramTest::loop = nullptr;
-typedef std::pair<std::vector<rpcPSMacEntry>, unsigned int> MacList;
 
 TEST_P(RpcProgramTest, SettersAndReportsReachTheEntityAndProfileModeRefusesSome) {
   EXPECT_EQ(0u, code(rpc_ps_set_state_1(TRUE, client)));
@@ -197,22 +195,17 @@ TEST_P(RpcProgramTest, StaticAndLearnedEntriesViolationsAndMove) {
 
 TEST_P(RpcProgramTest, ProtocolErrorsAreAnsweredAndServingGoesOn) {
   u_int interfaceOnly = kEth;
-  EXPECT_EQ(RPC_SUCCESS, clnt_call(client, NULLPROC, xdrRoutine(xdr_u_int),
-                                   reinterpret_cast<char*>(&interfaceOnly), xdrRoutine(xdr_void),
-                                   nullptr, callLimit));
+  EXPECT_EQ(RPC_SUCCESS, call(client, NULLPROC, xdr_u_int, &interfaceOnly, xdr_void, nullptr));
   // The last procedure is 819; there is no procedure 19.
-  EXPECT_EQ(RPC_PROCUNAVAIL, clnt_call(client, 19, xdrRoutine(xdr_void), nullptr,
-                                       xdrRoutine(xdr_void), nullptr, callLimit));
+  EXPECT_EQ(RPC_PROCUNAVAIL, call(client, 19, xdr_void, nullptr, xdr_void, nullptr));
   EXPECT_TRUE(ping(client));
 
   // A body of procedure 7 is one unit short of what procedure 18 needs.
   rpc_ps_add_mac_static_1_argument shortBody = {kEth, macEntry(5)};
   rpcPortSecurityResult unused;
   EXPECT_EQ(RPC_CANTDECODEARGS,
-            clnt_call(client, RPC_PS_ADD_MAC_STATIC_VIRTUAL_PORT,
-                      xdrRoutine(xdr_rpc_ps_add_mac_static_1_argument),
-                      reinterpret_cast<char*>(&shortBody), xdrRoutine(xdr_rpcPortSecurityResult),
-                      reinterpret_cast<char*>(&unused), callLimit));
+            call(client, RPC_PS_ADD_MAC_STATIC_VIRTUAL_PORT, xdr_rpc_ps_add_mac_static_1_argument,
+                 &shortBody, xdr_rpcPortSecurityResult, &unused));
   EXPECT_TRUE(sim::Driver::instance().commands().empty());
   EXPECT_TRUE(ping(client));
   EXPECT_EQ(0u, code(rpc_ps_del_mac_static_virtual_port_1(kEth, macEntry(5), 0, client)));

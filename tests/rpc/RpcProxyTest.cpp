@@ -30,21 +30,17 @@ namespace {
 // fails with EADDRINUSE; every other bind goes to the C library.
 std::atomic<bool> failNextLoopbackUdpBind{false};
 
-bool isLoopbackAnyPortDatagram(int fd, const struct sockaddr* address) {
-  int type = 0;
-  socklen_t length = sizeof type;
-  if (getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &length) != 0 || type != SOCK_DGRAM) return false;
-  if (address == nullptr || address->sa_family != AF_INET) return false;
-  const struct sockaddr_in* in = reinterpret_cast<const struct sockaddr_in*>(address);
-  return in->sin_addr.s_addr == htonl(INADDR_LOOPBACK) && in->sin_port == 0;
-}
-
 }  // namespace
 
 extern "C" int bind(int fd, const struct sockaddr* address, socklen_t length) {
   typedef int (*bind_t)(int, const struct sockaddr*, socklen_t);
   static bind_t next = reinterpret_cast<bind_t>(dlsym(RTLD_NEXT, "bind"));
-  if (isLoopbackAnyPortDatagram(fd, address) && failNextLoopbackUdpBind.exchange(false)) {
+  const struct sockaddr_in* in = reinterpret_cast<const struct sockaddr_in*>(address);
+  int type = 0;
+  socklen_t typeLength = sizeof type;
+  if (in != nullptr && in->sin_family == AF_INET && in->sin_addr.s_addr == htonl(INADDR_LOOPBACK) &&
+      in->sin_port == 0 && getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &typeLength) == 0 &&
+      type == SOCK_DGRAM && failNextLoopbackUdpBind.exchange(false)) {
     errno = EADDRINUSE;
     return -1;
   }
@@ -63,26 +59,23 @@ unsigned short registeredPort(unsigned long program, unsigned long protocol) {
   return pmap_getport(&mapper, program, 1, protocol);
 }
 
-// Holds the proxy's thread until the test opens it, then reports what the
-// proxy's interrupt check answered.
-struct Gate {
-  std::promise<void> open;
-  std::shared_future<void> opened = open.get_future().share();
-  std::promise<int> checked;
-};
-Gate* gate = nullptr;
-
-void* waitAtGate(void* interruptCheck) {
-  gate->opened.wait();
-  gate->checked.set_value((*static_cast<RPCProxy::interruptCheck_t*>(interruptCheck))());
-  return nullptr;
-}
-
+// Holds the proxy's thread until the test opens the gate, then reports what
+// the proxy's interrupt check answered.
 class RpcProxyTest : public ::testing::Test {
  protected:
-  void SetUp() override { gate = &g; }
-  void TearDown() override { gate = nullptr; }
-  Gate g;
+  void SetUp() override {
+    open = std::promise<void>();
+    gate = open.get_future().share();
+    checked = std::promise<int>();
+  }
+  static void* waitAtGate(void* interruptCheck) {
+    gate.wait();
+    checked.set_value((*static_cast<RPCProxy::interruptCheck_t*>(interruptCheck))());
+    return nullptr;
+  }
+  inline static std::promise<void> open;
+  inline static std::shared_future<void> gate;
+  inline static std::promise<int> checked;
 };
 
 TEST_F(RpcProxyTest, StartIsRefusedUntilTheThreadIsJoined) {
@@ -90,9 +83,9 @@ TEST_F(RpcProxyTest, StartIsRefusedUntilTheThreadIsJoined) {
   EXPECT_TRUE(proxy.isStopped());
   EXPECT_TRUE(proxy.start());
   EXPECT_FALSE(proxy.start());
-  g.open.set_value();
-  EXPECT_EQ(0, g.checked.get_future().get());  // no stop requested yet
-  EXPECT_FALSE(proxy.start());                 // ended, but not joined
+  open.set_value();
+  EXPECT_EQ(0, checked.get_future().get());  // no stop requested yet
+  EXPECT_FALSE(proxy.start());               // ended, but not joined
   EXPECT_TRUE(proxy.stop(false));
   EXPECT_TRUE(proxy.isStopped());
 }
@@ -101,8 +94,8 @@ TEST_F(RpcProxyTest, TimedStopReportsABusyThreadAndLeavesTheInterruptPending) {
   RPCProxy proxy(waitAtGate, "PortSecurity_mng");
   ASSERT_TRUE(proxy.start());
   EXPECT_FALSE(proxy.stop(true));
-  g.open.set_value();
-  EXPECT_EQ(1, g.checked.get_future().get());
+  open.set_value();
+  EXPECT_EQ(1, checked.get_future().get());
   EXPECT_TRUE(proxy.stop(false));
   EXPECT_TRUE(proxy.stop(true));
 }
@@ -118,18 +111,10 @@ TEST(RpcProxyRegistrationTest, NonLoopThreadRegistersBothTransportsAndEnds) {
   EXPECT_NE(0, registeredPort(PORTSECURITY_PROGRAM, IPPROTO_TCP));
 }
 
-void firstDispatcher(struct svc_req*, SVCXPRT* transport) { svcerr_noproc(transport); }
-void secondDispatcher(struct svc_req*, SVCXPRT* transport) { svcerr_decode(transport); }
-
-class RegisterSvcTest : public ::testing::Test {
- protected:
-  void TearDown() override { svc_unregister(kTestProgram, 1); }
-};
-
-TEST_F(RegisterSvcTest, EachTransportIsRegisteredOrReportedOnItsOwn) {
+TEST(RegisterSvcTest, EachTransportIsRegisteredOrReportedOnItsOwn) {
   failNextLoopbackUdpBind = true;
   testing::internal::CaptureStderr();
-  rpcProxyRegisterSvc(kTestProgram, 1, firstDispatcher);
+  rpcProxyRegisterSvc(kTestProgram, 1, [](svc_req*, SVCXPRT* t) { svcerr_noproc(t); });
   EXPECT_EQ(
       "rte/BLL/core/rpcProxy.cpp:52 Cannot bind UDP socket for RPC service "
       "0x40000d0d/1073745165, version 1 (98 - Address already in use).\n",
@@ -139,7 +124,7 @@ TEST_F(RegisterSvcTest, EachTransportIsRegisteredOrReportedOnItsOwn) {
 
   // Another dispatcher for a registered program is refused on both.
   testing::internal::CaptureStderr();
-  rpcProxyRegisterSvc(kTestProgram, 1, secondDispatcher);
+  rpcProxyRegisterSvc(kTestProgram, 1, [](svc_req*, SVCXPRT* t) { svcerr_decode(t); });
   EXPECT_EQ(
       "rte/BLL/core/rpcProxy.cpp:61 Cannot register UDP RPC service 0x40000d0d/1073745165, "
       "version 1.\n"
@@ -148,6 +133,7 @@ TEST_F(RegisterSvcTest, EachTransportIsRegisteredOrReportedOnItsOwn) {
       testing::internal::GetCapturedStderr());
   EXPECT_EQ(0, registeredPort(kTestProgram, IPPROTO_UDP));
   EXPECT_EQ(0, registeredPort(kTestProgram, IPPROTO_TCP));
+  svc_unregister(kTestProgram, 1);
 }
 
 TEST(EntityLifecycleTest, StopLeavesHandlersSubscribedSoRestartDoublesThem) {

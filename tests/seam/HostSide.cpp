@@ -38,8 +38,6 @@ std::vector<unsigned long> takeDriverCodes() {
   return codes;
 }
 
-unsigned int openDriverHandles() { return sim::Driver::instance().openHandles(); }
-
 std::vector<std::string> takeLogLines() {
   std::vector<std::string> texts;
   for (const sim::LogLine& line : sim::LogRecorder::instance().lines()) texts.push_back(line.text);
@@ -47,10 +45,10 @@ std::vector<std::string> takeLogLines() {
   return texts;
 }
 
+unsigned int openDriverHandles() { return sim::Driver::instance().openHandles(); }
 size_t vlanCreatedSubscribers() {
   return singleton<vqbridge>::instance().vlanCreatedEvent.postCount();
 }
-
 std::vector<std::string> registeredThreads() { return sim::HostRegistry::instance().threadNames(); }
 
 }  // namespace hostside

@@ -10,22 +10,15 @@ namespace hostside {
 
 // An empty world with two Ethernet interfaces and a management interface.
 void buildNode();
-
 // The entity registered under `name`, as the host's BLEntity pointer, or null.
 void* registeredEntity(const std::string& name);
-
 // The names the host's Interfaces, vqbridge and Network entities carry.
 std::vector<std::string> serviceEntityNames();
-
-// Request codes of the driver commands since the last call.
+// Request codes of the driver commands, and finished log lines, since the last call.
 std::vector<unsigned long> takeDriverCodes();
-unsigned int openDriverHandles();
-
-// Finished log messages since the last call, as text.
 std::vector<std::string> takeLogLines();
-
-// Subscribers of the VLAN-created event and thread names the host was told of.
+unsigned int openDriverHandles();
 size_t vlanCreatedSubscribers();
-std::vector<std::string> registeredThreads();
+std::vector<std::string> registeredThreads();  // thread names the host was told of
 
 }  // namespace hostside
