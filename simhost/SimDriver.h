@@ -65,7 +65,7 @@ class Driver {
   // The channel, for br_open and the ioctl/close interposition. Driver
   // descriptors are numbers above the kernel's ceiling on descriptors, so no
   // real one can take them, and opening and closing one makes no system call
-  // (a duplicate and a close cost about 2 us here, a hundred commands).
+  // (a duplicate and a close cost about 2 us here, some 200 commands).
   static const int kFirstHandle = 0x7fffffc0;
   static const unsigned int kMaxHandles = 64;
   // True when an injected br_open failure applies; consumes it.
