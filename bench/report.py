@@ -104,6 +104,18 @@ def rpc_section():
     return "\n\n".join(text) + "\n"
 
 
+def walk_section():
+    rows = [l.split() for l in read("walk-sweep.txt").splitlines() if l.strip()]
+    if not rows:
+        return "The bucket sweep did not run.\n"
+    ratios = {}
+    for buckets, proc, _, ratio in rows:
+        ratios.setdefault(int(buckets), {})[proc] = ratio
+    body = [[b, b + 1, ratios[b].get("9", "-"), ratios[b].get("13", "-")] for b in sorted(ratios)]
+    return table(["driver buckets", "driver commands per walk (empty table)",
+                  "procedure 9 ratio to null", "procedure 13 ratio to null"], body) + "\n"
+
+
 def memory_section():
     rows = [l.split() for l in read("memory.txt").splitlines() if l.strip()]
     if not rows:
@@ -134,9 +146,15 @@ print(micro_section())
 print("## RPC procedures against the null procedure\n")
 print("`ps_rpc_load` on the default node (256 driver buckets, so procedures 9 and 13 walk")
 print("257 driver commands each). The client threads keep their handles and switch between")
-print("the procedure and the null procedure every 50 ms; the ratio is the procedure's rate")
-print("over the null procedure's rate in the slices in between.\n")
+print("the procedure and the null procedure every 50 ms. The ratio is the median, over the")
+print("pairs of slices, of the procedure's rate against the null rate of the slice before it;")
+print("calls/s and latencies are over all the procedure's slices.\n")
 print(rpc_section())
+print("## Walk procedures against the driver's bucket count (UDP)\n")
+print("The default node with only its bucket count changed. A walk sends one driver command")
+print("per bucket and entry, so the rate of procedures 9 and 13 falls with the buckets;")
+print("the rest of the program does not depend on them.\n")
+print(walk_section())
 print("## pshost memory over a long run\n")
 print("Procedure 3 (one driver command per call) repeated in bursts sized to stop near")
 print("10k, 100k and 1M driver commands; RSS from `/proc/PID/status`, the first row right")

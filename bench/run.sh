@@ -137,6 +137,26 @@ rpc_rates() {
   stop_host
 }
 
+# --- walk procedures against the driver's bucket count ---------------------
+# Procedures 9 and 13 walk the whole table, one driver command per bucket and
+# entry, so their rate falls with the bucket count: the curve for sizing.
+walk_sweep() {
+  local seconds=$1 buckets
+  : >"$out/walk-sweep.txt"
+  for buckets in 16 256 4096 65536; do
+    python3 - "$buckets" >"$out/node-$buckets.json" <<'PY'
+import json, sys
+node = json.load(open("examples/olt.json"))
+node["driver"]["buckets"] = int(sys.argv[1])
+json.dump(node, sys.stdout)
+PY
+    start_host "$out/node-$buckets.json" || return 1
+    "$build/bench/ps_rpc_load" --udp --threads 1 --seconds "$seconds" --procs 9,13 |
+      awk -v b="$buckets" 'NR > 2 {print b, $2, $3, $6}' >>"$out/walk-sweep.txt"
+    stop_host
+  done
+}
+
 # --- memory over a long run ------------------------------------------------
 # Driver commands issued so far. Only the counts: reading the whole log would
 # make pshost's heap grow by the reply and spoil the reading.
@@ -215,6 +235,8 @@ PY
   listing "$sizes"
   log "RPC rates"
   rpc_rates "$seconds"
+  log "walk procedures against the bucket count"
+  walk_sweep "$seconds"
   log "memory over $commands driver commands"
   memory "$commands"
   flock -u 9

@@ -2,8 +2,10 @@
 // from several client threads and prints, per procedure, calls per second,
 // median and 99th-percentile latency, and the ratio to the null procedure.
 // On a machine that others share the rate moves over time, so each procedure
-// runs in short slices taken in turn with slices of the null procedure, and
-// its ratio is to the null procedure measured in between.
+// runs in short slices taken in turn with slices of the null procedure. Its
+// ratio is the median, over the pairs of slices, of its rate against the null
+// rate of the slice just before: a burst from a neighbour spoils a pair or
+// two, not the figure.
 //
 // Arguments are sent as XDR words (every argument type of the program is made
 // of 4-byte units); each procedure has a default set that the built-in node
@@ -98,6 +100,7 @@ struct Options {
 
 struct Figures {
   double callsPerSecond = 0;
+  double ratio = 0;         // to the null procedure
   double p50 = 0, p99 = 0;  // microseconds
   unsigned long failures = 0;
 };
@@ -123,6 +126,23 @@ struct Sample {
 
 const double kSliceSeconds = 0.05;
 
+// Calls started in each slice, and each slice's wall time.
+struct SliceCounts {
+  std::vector<unsigned long> calls;
+  std::vector<double> seconds;
+
+  double rate(size_t slice) const { return seconds[slice] > 0 ? calls[slice] / seconds[slice] : 0; }
+  // Slices alternate null (even) and measured (odd).
+  double medianPairRatio() const {
+    std::vector<double> ratios;
+    for (size_t slice = 0; slice + 1 < calls.size(); slice += 2)
+      if (rate(slice) > 0) ratios.push_back(rate(slice + 1) / rate(slice));
+    if (ratios.empty()) return 0;
+    std::nth_element(ratios.begin(), ratios.begin() + ratios.size() / 2, ratios.end());
+    return ratios[ratios.size() / 2];
+  }
+};
+
 // The client threads keep their handles for the whole run and call back to
 // back; the main thread switches them between the null procedure (phase 0)
 // and the measured one (phase 1) every slice, so that neither handle set-up
@@ -131,11 +151,12 @@ const double kSliceSeconds = 0.05;
 void measurePair(const Options& options, unsigned long proc, const Words& args, Figures& null,
                  Figures& figures) {
   const int slices = std::max(1, static_cast<int>(options.seconds / kSliceSeconds + 0.5));
-  std::atomic<int> phase{0};
+  std::atomic<int> slice{0};
   std::atomic<bool> running{true};
   std::atomic<unsigned int> ready{0};
   struct PerThread {
     Sample samples[2];
+    std::vector<unsigned long> callsPerSlice;
   };
   std::vector<PerThread> perThread(options.threads);
   std::vector<std::thread> threads;
@@ -152,8 +173,10 @@ void measurePair(const Options& options, unsigned long proc, const Words& args, 
       timeval timeout = {5, 0};
       Words none, words = args;
       for (Sample& sample : perThread[t].samples) sample.latencies.reserve(1 << 17);
+      perThread[t].callsPerSlice.assign(2 * slices, 0);
       while (running.load()) {
-        const int current = phase.load();
+        const int started = slice.load();
+        const int current = started % 2;
         const unsigned long called = current == 0 ? 0 : proc;
         Words* argument = current == 0 ? &none : &words;
         const auto before = std::chrono::steady_clock::now();
@@ -163,23 +186,29 @@ void measurePair(const Options& options, unsigned long proc, const Words& args, 
         const auto after = std::chrono::steady_clock::now();
         Sample& sample = perThread[t].samples[current];
         if (status != RPC_SUCCESS) ++sample.failures;
+        ++perThread[t].callsPerSlice[started];
         sample.latencies.push_back(
             std::chrono::duration<float, std::micro>(after - before).count());
       }
       clnt_destroy(client);
     });
   while (ready.load() < options.threads) std::this_thread::yield();
+  SliceCounts counts;
+  counts.calls.assign(2 * slices, 0);
+  counts.seconds.assign(2 * slices, 0);
   double phaseSeconds[2] = {0, 0};
   for (int i = 0; i < 2 * slices; ++i) {
-    const int current = i % 2;
-    phase.store(current);
+    slice.store(i);
     const auto start = std::chrono::steady_clock::now();
     std::this_thread::sleep_for(std::chrono::duration<double>(options.seconds / slices));
-    phaseSeconds[current] +=
+    counts.seconds[i] =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    phaseSeconds[i % 2] += counts.seconds[i];
   }
   running.store(false);
   for (std::thread& thread : threads) thread.join();
+  for (const PerThread& part : perThread)
+    for (size_t i = 0; i < part.callsPerSlice.size(); ++i) counts.calls[i] += part.callsPerSlice[i];
   Sample merged[2];
   for (int p = 0; p < 2; ++p) {
     merged[p].seconds = phaseSeconds[p];
@@ -191,7 +220,9 @@ void measurePair(const Options& options, unsigned long proc, const Words& args, 
     }
   }
   null = merged[0].summarise();
+  null.ratio = 1;
   figures = merged[1].summarise();
+  figures.ratio = counts.medianPairRatio();
 }
 
 void usage() {
@@ -257,18 +288,17 @@ int main(int argc, char** argv) {
   const Options options = parse(argc, argv);
   std::printf("%-4s %5s %12s %9s %9s %8s %s\n", "NET", "PROC", "CALLS/S", "P50_US", "P99_US",
               "RATIO", "FAILED");
-  auto print = [&](unsigned long proc, const Figures& f, const Figures& null) {
+  auto print = [&](unsigned long proc, const Figures& f) {
     std::printf("%-4s %5lu %12.0f %9.1f %9.1f %8.3f %lu\n", options.transport.c_str(), proc,
-                f.callsPerSecond, f.p50, f.p99,
-                null.callsPerSecond > 0 ? f.callsPerSecond / null.callsPerSecond : 0.0, f.failures);
+                f.callsPerSecond, f.p50, f.p99, f.ratio, f.failures);
   };
   int status = 0;
   for (unsigned long proc : options.procs) {
     Figures null, figures;
     measurePair(options, proc, options.hasArgs ? options.args : defaultArgs(proc), null, figures);
     // The null row carries the rate of every null slice of the first pair.
-    if (proc == options.procs.front()) print(0, null, null);
-    print(proc, figures, null);
+    if (proc == options.procs.front()) print(0, null);
+    print(proc, figures);
     if (figures.failures != 0 || null.failures != 0) status = 1;
   }
   return status;
