@@ -108,9 +108,6 @@ void DriverModel::reset() {
 }
 
 int DriverModel::execute(unsigned long code, unsigned long argument) {
-  // By far the most frequent command: a walk issues one per bucket and entry.
-  if (code == PSIOC_GET_TABLE_ENTRY && argument != 0)
-    return readEntry(reinterpret_cast<uint8_t*>(argument));
   size_t size = 0;
   if (!driverRecordSize(code, size)) return ENOTTY;
   if (code == PSIOC_SET_STATE) {
@@ -208,18 +205,13 @@ int DriverModel::deleteStatic(unsigned int id, const uint8_t* record) {
   return 0;
 }
 
-int DriverModel::readEntry(uint8_t* record) const {
-  const uint32_t bucket = readField<uint32_t>(record, offsetof(psTableEntryArg_t, bucket));
-  const uint32_t position = readField<uint32_t>(record, offsetof(psTableEntryArg_t, position));
-  const MacTableEntry* entry = macTable.at(bucket, position);
-  if (entry == nullptr) return ENOENT;
-  writeMac(record, offsetof(psTableEntryArg_t, mac), entry->mac);
-  writeField(record, offsetof(psTableEntryArg_t, vlan), entry->vlan);
+void DriverModel::writeEntry(const MacTableEntry& entry, uint8_t* record) {
+  writeMac(record, offsetof(psTableEntryArg_t, mac), entry.mac);
+  writeField(record, offsetof(psTableEntryArg_t, vlan), entry.vlan);
   std::memset(record + offsetof(psTableEntryArg_t, reserved), 0,
               sizeof psTableEntryArg_t().reserved);
-  writeField(record, offsetof(psTableEntryArg_t, port), entry->port);
-  writeField(record, offsetof(psTableEntryArg_t, isStatic), static_cast<uint8_t>(entry->isStatic));
-  return 0;
+  writeField(record, offsetof(psTableEntryArg_t, port), entry.port);
+  writeField(record, offsetof(psTableEntryArg_t, isStatic), static_cast<uint8_t>(entry.isStatic));
 }
 
 int DriverModel::readViolation(unsigned int id, uint8_t* record) const {

@@ -4,10 +4,13 @@
 // Not thread-safe: SimDriver guards it.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <map>
 
+#include "DriverRecords.h"
 #include "MacAddress.h"
 #include "MacTable.h"
 
@@ -66,6 +69,19 @@ class DriverModel {
   void setEntryCapacity(uint32_t capacity) { entryLimit = capacity; }
   uint32_t entryCapacity() const { return entryLimit; }
 
+  // PSIOC_GET_TABLE_ENTRY on `record`, inline: a walk issues one per bucket
+  // and entry, most of them past the end of a chain.
+  int readEntry(uint8_t* record) const {
+    uint32_t bucket, position;
+    std::memcpy(&bucket, record + offsetof(psdriver::psTableEntryArg_t, bucket), sizeof bucket);
+    std::memcpy(&position, record + offsetof(psdriver::psTableEntryArg_t, position),
+                sizeof position);
+    const MacTableEntry* entry = macTable.at(bucket, position);
+    if (entry == nullptr) return ENOENT;
+    writeEntry(*entry, record);
+    return 0;
+  }
+
   MacTable& table() { return macTable; }
   const MacTable& table() const { return macTable; }
   bool globalState() const { return enabled; }
@@ -81,7 +97,7 @@ class DriverModel {
   int setVlanLimit(unsigned int id, const uint8_t* record, bool remove);
   int addStatic(unsigned int id, const uint8_t* record);
   int deleteStatic(unsigned int id, const uint8_t* record);
-  int readEntry(uint8_t* record) const;
+  static void writeEntry(const MacTableEntry& entry, uint8_t* record);
   int readViolation(unsigned int id, uint8_t* record) const;
   bool limitReached(uint32_t port, uint16_t vlan) const;
 

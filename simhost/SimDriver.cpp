@@ -205,6 +205,15 @@ bool Driver::commandOnHandle(int fd, unsigned long code, unsigned long argument,
 
 int Driver::commandLocked(unsigned long code, unsigned long argument) {
   const bool refused = state.log.takeRefusal(code);
+  if (code == psdriver::PSIOC_GET_TABLE_ENTRY && argument != 0 && !refused) {
+    // The walk's command, on a short path: one per bucket and entry.
+    uint8_t* record = reinterpret_cast<uint8_t*>(argument);
+    bool& logRefused =
+        state.log.append(code, argument, record, sizeof(psdriver::psTableEntryArg_t));
+    const int error = state.model.readEntry(record);
+    logRefused = error != 0;
+    return error;
+  }
   // The record's bytes as passed in, before the driver writes its answer.
   size_t size = 0;
   if (!driverRecordSize(code, size) || argument == 0) size = 0;
