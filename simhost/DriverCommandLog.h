@@ -77,9 +77,8 @@ class DriverCommandLog {
   void refuseCall(unsigned int callNumber);
   void clearFaults();
   // True when an injected refusal applies to the next command; consumes it.
-  bool takeRefusal(unsigned long code) {
-    return (!refusedCalls.empty() || !refusalsByCode.empty()) && takeArmedRefusal(code);
-  }
+  bool takeRefusal(unsigned long code) { return faultsArmed() && takeArmedRefusal(code); }
+  bool faultsArmed() const { return !refusedCalls.empty() || !refusalsByCode.empty(); }
 
  private:
   // One command as the ring keeps it, its record inline: a table walk logs

@@ -199,21 +199,21 @@ bool Driver::commandOnHandle(int fd, unsigned long code, unsigned long argument,
   if (State::bitOf(fd) == 0) return false;
   Guard guard(state.lock);  // no atomic operation: the opener holds the driver
   if (!state.isHandle(fd)) return false;
+  if (code == psdriver::PSIOC_GET_TABLE_ENTRY && argument != 0 && !state.log.faultsArmed()) {
+    // The walk's command, on a short path: one per bucket and entry.
+    uint8_t* record = reinterpret_cast<uint8_t*>(argument);
+    bool& logRefused =
+        state.log.append(code, argument, record, sizeof(psdriver::psTableEntryArg_t));
+    error = state.model.readEntry(record);
+    logRefused = error != 0;
+    return true;
+  }
   error = commandLocked(code, argument);
   return true;
 }
 
 int Driver::commandLocked(unsigned long code, unsigned long argument) {
   const bool refused = state.log.takeRefusal(code);
-  if (code == psdriver::PSIOC_GET_TABLE_ENTRY && argument != 0 && !refused) {
-    // The walk's command, on a short path: one per bucket and entry.
-    uint8_t* record = reinterpret_cast<uint8_t*>(argument);
-    bool& logRefused =
-        state.log.append(code, argument, record, sizeof(psdriver::psTableEntryArg_t));
-    const int error = state.model.readEntry(record);
-    logRefused = error != 0;
-    return error;
-  }
   // The record's bytes as passed in, before the driver writes its answer.
   size_t size = 0;
   if (!driverRecordSize(code, size) || argument == 0) size = 0;
