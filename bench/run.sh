@@ -216,6 +216,9 @@ main() {
   log "building into $build"
   build_all || { log "build failed"; exit 1; }
   date -u '+%Y-%m-%d %H:%M UTC' >"$out/date"
+  { git rev-parse --short HEAD 2>/dev/null || echo unknown; } | tr -d '\n' >"$out/commit"
+  [ -n "$(git status --porcelain --untracked-files=no 2>/dev/null)" ] &&
+    echo " with uncommitted changes" >>"$out/commit"
   uptime >"$out/load-before"
   log "micro-benchmarks"
   local micro_filter=""
