@@ -20,9 +20,13 @@ void buildNode() {
 }
 
 void* registeredEntity(const std::string& name) {
+  BLEntity* found = nullptr;
   for (BLEntity* entity : sim::HostRegistry::instance().entities())
-    if (entity->getName() == name) return entity;
-  return nullptr;
+    if (entity->getName() == name) {
+      if (found != nullptr) return nullptr;
+      found = entity;
+    }
+  return found;
 }
 
 std::vector<std::string> serviceEntityNames() {

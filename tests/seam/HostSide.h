@@ -10,7 +10,8 @@ namespace hostside {
 
 // An empty world with two Ethernet interfaces and a management interface.
 void buildNode();
-// The entity registered under `name`, as the host's BLEntity pointer, or null.
+// The one entity registered under `name`, as the host's BLEntity pointer;
+// null when there is none or more than one.
 void* registeredEntity(const std::string& name);
 // The names the host's Interfaces, vqbridge and Network entities carry.
 std::vector<std::string> serviceEntityNames();

@@ -1,36 +1,13 @@
-// The entity's own operations: its registration at load, initial state and
-// dependencies, the operations that change nothing, and the factory reset
-// (command order, the management interface's own entry). Where refusals stop
-// the reset: FaultSweepTest.
+// The entity's own operations: those that change nothing, and the factory
+// reset (command order, the management interface's own entry). Where
+// refusals stop the reset: FaultSweepTest. Registration at load and the
+// dependency list: the seam suite.
 #include "EntityTest.h"
-#include "Network.h"
 
 namespace entitytest {
 namespace {
 
-TEST(EntityRegistrationTest, LoadingRegistersTheSingletonOnce) {
-  std::vector<BLEntity*> registered;
-  for (BLEntity* entity : sim::HostRegistry::instance().entities())
-    if (entity->getName() == "portsecurity") registered.push_back(entity);
-  ASSERT_EQ(1u, registered.size());
-  EXPECT_EQ(static_cast<BLEntity*>(&PortSecurity::instance()), registered[0]);
-}
-
 class EntityObjectTest : public EntityTest {};
-
-TEST_F(EntityObjectTest, StartsEmptyAndReplacesTheDependencyListInOrder) {
-  bool state = true;
-  EXPECT_EQ(0u, ps().getState(state));
-  EXPECT_FALSE(state);
-  PortSecurity::macEntryMap_t entries;
-  EXPECT_EQ(0u, ps().getStaticMACs(entries));
-  EXPECT_TRUE(entries.empty());
-  std::list<std::string> dependencies = {"stale"};
-  ps().getDependencies(dependencies);
-  EXPECT_EQ((std::list<std::string>{Interfaces::instance().getName(),
-                                    vqbridge::instance().getName(), Network::instance().getName()}),
-            dependencies);
-}
 
 TEST_F(EntityObjectTest, StopAndConfigurationOperationsChangeNothing) {
   ASSERT_EQ(0u, ps().setState(ETH1, true));
