@@ -121,8 +121,11 @@ listing() {
 }
 
 # --- RPC rates: every procedure against the null procedure -----------------
+# Rounds of both transports in turn: the machine's speed drifts over minutes,
+# and the walk procedures' ratio with it, so the report takes each
+# procedure's median over rounds spread across the run.
 rpc_rates() {
-  local seconds=$1
+  local seconds=$1 rounds=$2 round
   start_host examples/olt.json || return 1
   # A static limit high enough that repeated adds keep succeeding.
   "$build/psctl" limit 2 static 1000 >/dev/null
@@ -130,9 +133,11 @@ rpc_rates() {
   # One client thread: the service answers one request at a time, and with
   # more clients than cores the ratios move by +-15% from run to run.
   echo 1 >"$out/rpc-threads"
-  for net in udp tcp; do
-    "$build/bench/ps_rpc_load" --$net --threads 1 --seconds "$seconds" --procs $procs \
-      >"$out/rpc-$net.txt" || log "some $net calls failed"
+  for round in $(seq "$rounds"); do
+    for net in udp tcp; do
+      "$build/bench/ps_rpc_load" --$net --threads 1 --seconds "$seconds" --procs $procs \
+        >"$out/rpc-$net-$round.txt" || log "some $net calls failed"
+    done
   done
   stop_host
 }
@@ -210,8 +215,8 @@ write_results() {
 }
 
 main() {
-  local sizes="4096 16384 65536 262144" seconds=5 commands=1000000
-  if [ -n "${QUICK:-}" ]; then sizes="1024 4096"; seconds=0.3; commands=20000; fi
+  local sizes="4096 16384 65536 262144" seconds=4 rounds=3 commands=1000000
+  if [ -n "${QUICK:-}" ]; then sizes="1024 4096"; seconds=0.3; rounds=2; commands=20000; fi
   install_missing
   log "building into $build"
   build_all || { log "build failed"; exit 1; }
@@ -237,7 +242,7 @@ PY
   log "listing and adding (sizes: $sizes)"
   listing "$sizes"
   log "RPC rates"
-  rpc_rates "$seconds"
+  rpc_rates "$seconds" "$rounds"
   log "walk procedures against the bucket count"
   walk_sweep "$seconds"
   log "memory over $commands driver commands"
