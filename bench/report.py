@@ -30,6 +30,18 @@ def table(header, rows):
     return "\n".join(lines)
 
 
+def driver_command_ns():
+    """One driver command's cost from `TableWalk/0` (4096 refused commands), or None."""
+    path = os.path.join(out, "micro.json")
+    if not os.path.exists(path):
+        return None
+    for b in json.load(open(path))["benchmarks"]:
+        if b["name"] == "TableWalk/0":
+            per_ns = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}[b["time_unit"]]
+            return b["real_time"] * per_ns / 4096
+    return None
+
+
 def micro_section():
     path = os.path.join(out, "micro.json")
     if not os.path.exists(path):
@@ -56,12 +68,10 @@ def micro_section():
                          "x%.2f" % (time / base_time)])
         text.append("**%s** (`%s`)\n\n" % (what.get(name, name), name) +
                     table(["N", "time", "N vs first", "time vs first"], body))
-        empty = [r for r in rows if r[0] == 0]
-        if name == "TableWalk" and empty:
-            time, unit = empty[0][1], empty[0][2]
-            per_ms = {"ns": 1e-6, "us": 1e-3, "ms": 1.0, "s": 1e3}[unit]
+        command_ns = driver_command_ns()
+        if name == "TableWalk" and command_ns is not None:
             text.append("N = 0 walks an empty table of 4096 buckets: 4096 refused commands, "
-                        "%.1f ns per driver command." % (time * per_ms * 1e6 / 4096))
+                        "%.1f ns per driver command." % command_ns)
     text.append("The static add walks the cache linearly by design, so the time per pair grows "
                 "with N, and filling the cache for the largest N costs O(N^2).")
     return "\n\n".join(text) + "\n"
@@ -134,15 +144,11 @@ def rpc_section():
 
 def walk_cost():
     """The walk's driver commands against a null call, from this run's figures."""
-    micro = os.path.join(out, "micro.json")
+    command_ns = driver_command_ns()
     rounds = rpc_rounds("udp")
-    if not os.path.exists(micro) or not rounds:
+    if command_ns is None or not rounds:
         return ""
-    empty = [b for b in json.load(open(micro))["benchmarks"] if b["name"] == "TableWalk/0"]
-    if not empty:
-        return ""
-    per_us = {"ns": 1e-3, "us": 1.0, "ms": 1e3, "s": 1e6}[empty[0]["time_unit"]]
-    command_us = empty[0]["real_time"] * per_us / 4096
+    command_us = command_ns / 1e3
     null_us = median(r[0][1] for r in rounds if 0 in r)
     return ("\nThe walk procedures 9 and 13 each send 257 driver commands: at the "
             "in-process cost of a command (`TableWalk/0`, %.1f ns) about %.1f us a call, "
