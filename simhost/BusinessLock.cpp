@@ -28,6 +28,7 @@ struct BusinessLock::State {
   // readable without the mutex.
   std::atomic<unsigned int> faultsLeft{0};
   LockKind faultKind = LockKind::any;
+  std::atomic<unsigned int> callsOutsideLock{0};
 };
 
 BusinessLock& BusinessLock::instance() {
@@ -104,6 +105,14 @@ void BusinessLock::failNextAttempts(unsigned int count, LockKind kind) {
 }
 
 void BusinessLock::clearFaults() { failNextAttempts(0); }
+
+void BusinessLock::noteCallNeedingLock() {
+  if (heldExclusive == 0 && heldShared == 0) ++state.callsOutsideLock;
+}
+
+unsigned int BusinessLock::callsOutsideLock() const { return state.callsOutsideLock; }
+
+void BusinessLock::clearAudit() { state.callsOutsideLock = 0; }
 
 unsigned int BusinessLock::exclusiveDepth() const { return heldExclusive; }
 

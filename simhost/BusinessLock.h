@@ -24,6 +24,14 @@ class BusinessLock {
   void failNextAttempts(unsigned int count, LockKind kind = LockKind::any);
   void clearFaults();
 
+  // Host services that the module asks only while it holds the lock (the
+  // interface id check every locked operation makes) note each call here;
+  // the count is of the calls made by a thread that held no lock at all.
+  void noteCallNeedingLock();
+  unsigned int callsOutsideLock() const;
+  // Forgets that count.
+  void clearAudit();
+
   // How deep the calling thread holds the lock, for inspection.
   unsigned int exclusiveDepth() const;
   unsigned int sharedDepth() const;

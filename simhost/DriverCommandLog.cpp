@@ -18,6 +18,7 @@ DriverCommand DriverCommandLog::toCommand(size_t index) const {
   command.code = slot.code;
   command.argument = slot.argument;
   command.refused = slot.refused;
+  command.held = slot.held;
   if (slot.size > Slot::kInlineBytes)
     command.bytes = longRecords.at(index);
   else
@@ -45,8 +46,8 @@ void DriverCommandLog::setCapacity(size_t capacity) {
   const size_t first = commandsKept.size() > capacity ? commandsKept.size() - capacity : 0;
   for (size_t i = first; i < commandsKept.size(); ++i) {
     const DriverCommand& command = commandsKept[i];
-    bool& refused =
-        append(command.code, command.argument, command.bytes.data(), command.bytes.size());
+    bool& refused = append(command.code, command.argument, command.bytes.data(),
+                           command.bytes.size(), command.held);
     refused = command.refused;
   }
   recorded = recordedBefore;

@@ -15,6 +15,13 @@
 
 namespace sim {
 
+// How deep the issuing thread held the business lock when a command arrived
+// (a depth above 255 reads as 255).
+struct HeldLock {
+  uint8_t exclusive = 0;
+  uint8_t shared = 0;
+};
+
 struct DriverCommand {
   unsigned long code = 0;
   // The ioctl's third argument word: the plain value for the command that
@@ -24,6 +31,7 @@ struct DriverCommand {
   // passes no record or the code is unknown).
   std::vector<uint8_t> bytes;
   bool refused = false;
+  HeldLock held;
 };
 
 class DriverCommandLog {
@@ -39,7 +47,8 @@ class DriverCommandLog {
   // may be 0) and returns where to mark it refused. Once the ring is full
   // the oldest slot is overwritten. Inline, and the rare long record out of
   // line: a table walk appends one command per bucket and entry.
-  bool& append(unsigned long code, unsigned long argument, const uint8_t* record, size_t size) {
+  bool& append(unsigned long code, unsigned long argument, const uint8_t* record, size_t size,
+               HeldLock held) {
     ++recorded;
     const size_t index = next;
     if (++next == ring.size()) next = 0;
@@ -52,6 +61,7 @@ class DriverCommandLog {
     slot.argument = argument;
     slot.size = static_cast<uint8_t>(size);
     slot.refused = false;
+    slot.held = held;
     if (size == Slot::kInlineBytes)  // a walk's entry record: a copy of fixed size
       std::memcpy(slot.bytes, record, Slot::kInlineBytes);
     else if (size > Slot::kInlineBytes)
@@ -90,6 +100,7 @@ class DriverCommandLog {
     unsigned long argument;
     uint8_t size;
     bool refused;
+    HeldLock held;
     uint8_t bytes[kInlineBytes];
   };
 

@@ -1,6 +1,7 @@
 // The host's interface registry, answered from the simulated node.
 #include "Interfaces.h"
 
+#include "BusinessLock.h"
 #include "SimNode.h"
 
 namespace {
@@ -18,7 +19,10 @@ int Interfaces::interfaceListGet(std::vector<Interface>& list) {
   return 0;
 }
 
-bool Interfaces::checkId(unsigned int id) { return sim::Node::instance().hasInterface(id); }
+bool Interfaces::checkId(unsigned int id) {
+  sim::BusinessLock::instance().noteCallNeedingLock();
+  return sim::Node::instance().hasInterface(id);
+}
 
 int Interfaces::interfaceGetNameById(unsigned int id, std::string& name) const {
   sim::Node& node = sim::Node::instance();

@@ -1,5 +1,7 @@
 #include "SimDriver.h"
 
+#include "BusinessLock.h"
+
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -42,6 +44,7 @@ struct Driver::State {
   uint64_t handles = 0;
   std::atomic<unsigned int> handleCount{0};
   unsigned int openFailures = 0;
+  unsigned int commandsOutsideTheirLock = 0;
 
   static uint64_t bitOf(int fd) {
     const unsigned int n = static_cast<unsigned int>(fd) - Driver::kFirstHandle;
@@ -49,6 +52,25 @@ struct Driver::State {
   }
   bool isHandle(int fd) const { return (handles & bitOf(fd)) != 0; }
 };
+
+namespace {
+
+HeldLock lockHeldByCaller() {
+  const BusinessLock& lock = BusinessLock::instance();
+  const auto saturated = [](unsigned int depth) { return uint8_t(depth < 255 ? depth : 255); };
+  return HeldLock{saturated(lock.exclusiveDepth()), saturated(lock.sharedDepth())};
+}
+
+// Reads may run beside other readers; anything that changes the driver
+// must come from the one writer.
+bool holdsLockFor(unsigned long code, HeldLock held) {
+  const bool reads = code == psdriver::PSIOC_GET_TABLE_INFO ||
+                     code == psdriver::PSIOC_GET_TABLE_ENTRY ||
+                     code == psdriver::PSIOC_GET_VIOLATION;
+  return held.exclusive > 0 || (reads && held.shared > 0);
+}
+
+}  // namespace
 
 Driver& Driver::instance() {
   // Never destroyed: descriptors are closed until the very end of the process.
@@ -65,6 +87,7 @@ void Driver::reset() {
   state.log.setCapacity(DriverCommandLog::kDefaultCapacity);
   state.log.clearFaults();
   state.openFailures = 0;
+  state.commandsOutsideTheirLock = 0;
 }
 
 LearnResult Driver::learn(uint32_t port, const MacAddress& mac, uint16_t vlan) {
@@ -159,6 +182,11 @@ void Driver::failNextOpens(unsigned int count) {
 
 unsigned int Driver::openHandles() const { return state.handleCount.load(); }
 
+unsigned int Driver::commandsOutsideTheirLock() const {
+  Guard guard(state.lock);
+  return state.commandsOutsideTheirLock;
+}
+
 bool Driver::takeOpenFailure() {
   Guard guard(state.lock);
   if (state.openFailures == 0) return false;
@@ -191,34 +219,37 @@ bool Driver::removeHandle(int fd) {
 }
 
 int Driver::command(unsigned long code, unsigned long argument) {
+  const HeldLock held = lockHeldByCaller();
   Guard guard(state.lock);
-  return commandLocked(code, argument);
+  return commandLocked(code, argument, held);
 }
 
 bool Driver::commandOnHandle(int fd, unsigned long code, unsigned long argument, int& error) {
   if (State::bitOf(fd) == 0) return false;
+  const HeldLock held = lockHeldByCaller();
   Guard guard(state.lock);  // no atomic operation: the opener holds the driver
   if (!state.isHandle(fd)) return false;
+  if (!holdsLockFor(code, held)) ++state.commandsOutsideTheirLock;
   if (code == psdriver::PSIOC_GET_TABLE_ENTRY && argument != 0 && !state.log.faultsArmed()) {
     // The walk's command, on a short path: one per bucket and entry.
     uint8_t* record = reinterpret_cast<uint8_t*>(argument);
     bool& logRefused =
-        state.log.append(code, argument, record, sizeof(psdriver::psTableEntryArg_t));
+        state.log.append(code, argument, record, sizeof(psdriver::psTableEntryArg_t), held);
     error = state.model.readEntry(record);
     logRefused = error != 0;
     return true;
   }
-  error = commandLocked(code, argument);
+  error = commandLocked(code, argument, held);
   return true;
 }
 
-int Driver::commandLocked(unsigned long code, unsigned long argument) {
+int Driver::commandLocked(unsigned long code, unsigned long argument, HeldLock held) {
   const bool refused = state.log.takeRefusal(code);
   // The record's bytes as passed in, before the driver writes its answer.
   size_t size = 0;
   if (!driverRecordSize(code, size) || argument == 0) size = 0;
   bool& logRefused =
-      state.log.append(code, argument, reinterpret_cast<const uint8_t*>(argument), size);
+      state.log.append(code, argument, reinterpret_cast<const uint8_t*>(argument), size, held);
   const int error = refused ? EIO : state.model.execute(code, argument);
   logRefused = error != 0;
   return error;

@@ -61,6 +61,11 @@ class Driver {
   void failNextOpens(unsigned int count);
   // Driver descriptors open now.
   unsigned int openHandles() const;
+  // Commands issued on a handle, since the last reset, by a thread that did
+  // not hold the business lock they need: the exclusive one for anything
+  // that changes the driver, at least the shared one for reads. Each
+  // command's own record says which lock its thread held.
+  unsigned int commandsOutsideTheirLock() const;
 
   // The channel, for br_open and the ioctl/close interposition. Driver
   // descriptors are numbers above the kernel's ceiling on descriptors, so no
@@ -83,7 +88,7 @@ class Driver {
 
  private:
   Driver();
-  int commandLocked(unsigned long code, unsigned long argument);
+  int commandLocked(unsigned long code, unsigned long argument, HeldLock held);
   struct State;
   State& state;
 };

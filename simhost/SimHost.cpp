@@ -12,6 +12,7 @@ void reset() {
   LogRecorder::instance().clear();
   HostRegistry::instance().clearThreads();
   BusinessLock::instance().clearFaults();
+  BusinessLock::instance().clearAudit();
 }
 
 std::string sendExternalMessage(const std::string& module, const std::string& command,

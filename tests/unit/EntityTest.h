@@ -103,6 +103,11 @@ class EntityTest : public ::testing::Test {
     current = nullptr;
     entity->~PortSecurity();
     EXPECT_EQ(0u, driver().openHandles()) << "a driver handle was left open";
+    EXPECT_EQ(0u, driver().commandsOutsideTheirLock())
+        << "a driver command was sent without the business lock it needs";
+    EXPECT_EQ(0u, lock().callsOutsideLock()) << "an interface was checked outside the lock";
+    EXPECT_EQ(0u, lock().exclusiveDepth() + lock().sharedDepth())
+        << "the business lock is still held";
     sim::reset();
   }
 
