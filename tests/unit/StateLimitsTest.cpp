@@ -11,7 +11,8 @@ class StateLimitsTest : public EntityTest {};
 
 TEST_F(StateLimitsTest, PerVlanLimitChecksVlanRangeAndCount) {
   EXPECT_EQ(1u, ps().setLimitDynamicMACs(ETH1, MISSING_VLAN, 5u));
-  EXPECT_EQ(1u, ps().setLimitDynamicMACs(ETH1, MISSING_VLAN, 0u));  // removals too
+  EXPECT_EQ(1u, ps().setLimitDynamicMACs(ETH1, MISSING_VLAN, 0u));   // removals too
+  EXPECT_EQ(1u, ps().setLimitDynamicMACs(ETH1, MISSING_VLAN, 65u));  // the VLAN comes first
   // Out of range is refused before any handle is opened: the armed open
   // failure is still there for the next operation.
   driver().failNextOpens(1);
@@ -25,6 +26,7 @@ TEST_F(StateLimitsTest, PerVlanLimitChecksVlanRangeAndCount) {
   driver().clearCommands();
   EXPECT_EQ(6u, ps().setLimitDynamicMACs(ETH1, 106, 3u));
   EXPECT_EQ(6u, ps().setLimitDynamicMACs(ETH1, VLAN10, 3u));  // even a change of one of the eight
+  EXPECT_EQ(7u, ps().setLimitDynamicMACs(ETH1, 106, 65u));    // the range before the count
   EXPECT_EQ(Lines{}, takeSent());
   EXPECT_EQ(0u, ps().setLimitDynamicMACs(ETH1, VLAN10, 0u));
   EXPECT_EQ(0u, ps().setLimitDynamicMACs(ETH1, 106, 3u));
@@ -90,11 +92,17 @@ TEST_F(StateLimitsTest, LimitGettersAnswerOnlyInTheirState) {
 }
 
 TEST_F(StateLimitsTest, StaticLimitBelowCachedEntriesIsRefused) {
-  addCached(ETH1, 0, VLAN10, {1, 2, 3, 4});
+  // Entries count while only cached (their VLAN missing), not only once applied.
+  addCached(ETH1, 0, MISSING_VLAN, {1, 2, 3, 4});
   EXPECT_EQ(7u, ps().setLimitStaticMACs(ETH1, 3));
   EXPECT_EQ(Lines{}, takeSent());
   EXPECT_EQ(0u, ps().setLimitStaticMACs(ETH1, 4));
   EXPECT_EQ(0u, ps().setLimitStaticMACs(ETH2, 0));
+  // A virtual port's entries count for the GEM interface that carries them,
+  // not for the GPON interface they were requested on.
+  addCached(GPON, 1, MISSING_VLAN, {5, 6});
+  EXPECT_EQ(7u, ps().setLimitStaticMACs(GEM1, 1));
+  EXPECT_EQ(0u, ps().setLimitStaticMACs(GPON, 1));
 }
 
 // Where a refusal stops the walk: FaultSweepTest.
