@@ -10,7 +10,7 @@ set -euo pipefail
 # the install test read the man pages and try the completion.
 packages=(build-essential cmake ninja-build pkg-config
           libboost-dev libboost-thread-dev libboost-system-dev libboost-date-time-dev
-          libtirpc-dev rpcsvc-proto rpcbind nlohmann-json3-dev googletest libgtest-dev
+          libtirpc-dev rpcsvc-proto rpcbind nlohmann-json3-dev googletest libgtest-dev librapidcheck-dev
           dpkg-dev fakeroot man-db bash-completion)
 for arg in "$@"; do
   case "$arg" in

@@ -87,20 +87,59 @@ inline std::string describe(const sim::DriverCommand& command) {
   return "code " + std::to_string(code);
 }
 
+// The node every entity test runs on: the interfaces, GEM bindings, VLANs
+// and management entry named by the constants above.
+inline void buildTestNode() {
+  typedef Interfaces I;
+  sim::Node& node = sim::Node::instance();
+  const sim::InterfaceConfig interfaces[] = {
+      {ETH1, I::IF_TYPE_ETHERNET, "eth1"},     {ETH2, I::IF_TYPE_ETHERNET, "eth2"},
+      {ETH3, I::IF_TYPE_ETHERNET, "eth3"},     {MNG, I::IF_TYPE_MANAGEMENT, "mng0"},
+      {INTERNAL, I::IF_TYPE_INTERNAL, "cpu0"}, {GPON, I::IF_TYPE_GPON, "gpon0"},
+      {GEM1, I::IF_TYPE_GEM, "gem1"},          {GEM2, I::IF_TYPE_GEM, "gem2"}};
+  for (const sim::InterfaceConfig& c : interfaces) node.addInterface(c);
+  node.bindGem(sim::GemBinding{GPON, 1, GEM1});
+  node.bindGem(sim::GemBinding{GPON, 2, GEM2});
+  node.addVlanQuietly(VLAN10);
+  node.addVlanQuietly(VLAN20);
+  node.setManagement(sim::ManagementConfig{MNG, {0x02, 0, 0, 0, 0, 0x01}, VLAN10});
+}
+
+// Sends the host's VLAN and GEM events to `entity` (none when null). The
+// host keeps its subscriptions for the whole process, so they are made once
+// and reach whichever entity is current.
+inline void forwardHostEventsTo(PortSecurity* entity) {
+  static PortSecurity* current = nullptr;
+  static bool subscribed = false;
+  current = entity;
+  if (subscribed) return;
+  subscribed = true;
+  vqbridge& bridge = singleton<vqbridge>::instance();
+  bridge.vlanCreatedEvent.subscribePost([](const char* name, unsigned short vlan) {
+    if (current != nullptr) current->vlanAddEvent(name, vlan);
+  });
+  bridge.vlanDeletedEvent.subscribePre([](const char* name, unsigned short vlan) {
+    return current == nullptr || current->vlanDelEvent(name, vlan);
+  });
+  singleton<Interfaces>::instance().gponGemEvent.subscribePost(
+      [](int gem, int intf, int vport, Interfaces::interfaceGPONEvent_t kind) {
+        if (current != nullptr) current->GPONGemEvent(gem, intf, vport, kind);
+      });
+}
+
 class EntityTest : public ::testing::Test {
  protected:
   void SetUp() override {
     sim::reset();
     sim::LogRecorder::instance().setEcho(false);
-    buildNode();
+    buildTestNode();
     std::memset(storage, 0, sizeof storage);
     entity = new (storage) PortSecurity();
-    subscribeOnce();
-    current = entity;
+    forwardHostEventsTo(entity);
   }
 
   void TearDown() override {
-    current = nullptr;
+    forwardHostEventsTo(nullptr);
     entity->~PortSecurity();
     EXPECT_EQ(0u, driver().openHandles()) << "a driver handle was left open";
     EXPECT_EQ(0u, driver().commandsOutsideTheirLock())
@@ -239,41 +278,6 @@ class EntityTest : public ::testing::Test {
   }
 
  private:
-  static void buildNode() {
-    typedef Interfaces I;
-    const sim::InterfaceConfig interfaces[] = {
-        {ETH1, I::IF_TYPE_ETHERNET, "eth1"},     {ETH2, I::IF_TYPE_ETHERNET, "eth2"},
-        {ETH3, I::IF_TYPE_ETHERNET, "eth3"},     {MNG, I::IF_TYPE_MANAGEMENT, "mng0"},
-        {INTERNAL, I::IF_TYPE_INTERNAL, "cpu0"}, {GPON, I::IF_TYPE_GPON, "gpon0"},
-        {GEM1, I::IF_TYPE_GEM, "gem1"},          {GEM2, I::IF_TYPE_GEM, "gem2"}};
-    for (const sim::InterfaceConfig& c : interfaces) node().addInterface(c);
-    node().bindGem(sim::GemBinding{GPON, 1, GEM1});
-    node().bindGem(sim::GemBinding{GPON, 2, GEM2});
-    node().addVlanQuietly(VLAN10);
-    node().addVlanQuietly(VLAN20);
-    node().setManagement(sim::ManagementConfig{MNG, {0x02, 0, 0, 0, 0, 0x01}, VLAN10});
-  }
-
-  // The host's subscriptions outlive every test, so they reach whichever
-  // entity is current.
-  static inline PortSecurity* current = nullptr;
-  static void subscribeOnce() {
-    static bool done = false;
-    if (done) return;
-    done = true;
-    vqbridge& bridge = singleton<vqbridge>::instance();
-    bridge.vlanCreatedEvent.subscribePost([](const char* name, unsigned short vlan) {
-      if (current != nullptr) current->vlanAddEvent(name, vlan);
-    });
-    bridge.vlanDeletedEvent.subscribePre([](const char* name, unsigned short vlan) {
-      return current == nullptr || current->vlanDelEvent(name, vlan);
-    });
-    singleton<Interfaces>::instance().gponGemEvent.subscribePost(
-        [](int gem, int intf, int vport, Interfaces::interfaceGPONEvent_t kind) {
-          if (current != nullptr) current->GPONGemEvent(gem, intf, vport, kind);
-        });
-  }
-
   alignas(PortSecurity) unsigned char storage[sizeof(PortSecurity)];
   PortSecurity* entity = nullptr;
 };

@@ -1,0 +1,461 @@
+#include "EntityModel.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <sstream>
+
+namespace entitymodel {
+namespace {
+
+// The driver's request codes, as the driver documents them.
+const unsigned long kTableInfo = 0x80047a02, kAddStatic = 0x40047a07, kDelStatic = 0x40047a09,
+                    kMove = 0x40047a0d, kSetState = 0x40047a28, kSetIntfState = 0x40047a2a,
+                    kSetIntfLimit = 0x40047a2c, kSetVlanLimit = 0x40047a2e,
+                    kDelVlanLimit = 0x40047a2f, kGetViolation = 0xc0047a31;
+
+const int kInternal = 3, kGpon = 4, kGem = 5;
+const uint32_t kMng = 4;
+const Entry kMngEntry = {10, {0x02, 0, 0, 0, 0, 0x01}};
+
+std::string sorted(std::vector<Entry> entries) {
+  std::sort(entries.begin(), entries.end());
+  std::string text;
+  for (const Entry& e : entries) text += " " + Model::describe(e);
+  return text;
+}
+
+std::string settingsText(const Settings& s) {
+  std::ostringstream out;
+  out << s.state << ',' << s.dynamicLimit << ',' << s.staticLimit << ",{";
+  for (const auto& v : s.vlanLimits) out << v.first << '=' << v.second << ';';
+  out << '}';
+  return out.str();
+}
+
+}  // namespace
+
+const std::vector<HostInterface>& Model::hostInterfaces() {
+  static const std::vector<HostInterface> list = {
+      {1, 1, "eth1"},         {2, 1, "eth2"},      {3, 1, "eth3"},    {4, 2, "mng0"},
+      {5, kInternal, "cpu0"}, {8, kGpon, "gpon0"}, {9, kGem, "gem1"}, {10, kGem, "gem2"}};
+  return list;
+}
+
+bool Model::known(uint32_t id) {
+  for (const HostInterface& i : hostInterfaces())
+    if (i.id == id) return true;
+  return false;
+}
+
+std::string Model::describe(const Entry& e) {
+  char text[24];
+  std::snprintf(text, sizeof text, "v%u/%02x%02x%02x%02x%02x%02x", e.vlan, e.mac[0], e.mac[1],
+                e.mac[2], e.mac[3], e.mac[4], e.mac[5]);
+  return text;
+}
+
+bool Model::open() {
+  if (openFailures == 0) return true;
+  --openFailures;
+  return false;
+}
+
+bool Model::accept(unsigned long code) { return refusedCodes.erase(code) == 0; }
+
+uint32_t Model::setState(bool value) {
+  if (!command(kSetState)) return 1;
+  driverState = value;
+  state = value;
+  return 0;
+}
+
+uint32_t Model::setState(uint32_t id, bool value) {
+  if (!known(id) || !command(kSetIntfState)) return 1;
+  driverInterfaces[id].enabled = value;
+  settings[id].state = value;
+  return 0;
+}
+
+uint32_t Model::setStateAll(bool value) {
+  for (const HostInterface& i : hostInterfaces())
+    if (setState(i.id, value) != 0) return 1;
+  return 0;
+}
+
+uint32_t Model::setLimitDynamic(uint32_t id, uint32_t limit) {
+  if (!known(id) || !command(kSetIntfLimit)) return 1;
+  driverInterfaces[id].hasDynamicLimit = true;
+  driverInterfaces[id].dynamicLimit = limit;
+  settings[id].dynamicLimit = limit;
+  return 0;
+}
+
+uint32_t Model::setLimitDynamic(uint32_t id, uint16_t vlan, uint32_t limit) {
+  if (!known(id) || vlans.count(vlan) == 0) return 1;
+  if (limit != 0) {
+    if (limit < 1 || limit > 64) return 7;
+    if (settings[id].vlanLimits.size() > 7) return 6;
+  }
+  if (!command(limit != 0 ? kSetVlanLimit : kDelVlanLimit)) return 1;
+  if (limit != 0) {
+    driverInterfaces[id].vlanLimits[vlan] = limit;
+    settings[id].vlanLimits[vlan] = limit;
+  } else {
+    driverInterfaces[id].vlanLimits.erase(vlan);
+    settings[id].vlanLimits.erase(vlan);
+  }
+  return 0;
+}
+
+const VirtualPort* Model::carriedBy(uint32_t carrier) const {
+  for (const auto& perIntf : cache)
+    for (const auto& perVPort : perIntf.second)
+      if (perVPort.second.carrier == carrier) return &perVPort.second;
+  return nullptr;
+}
+
+uint32_t Model::setLimitStatic(uint32_t id, uint32_t limit) {
+  if (!known(id)) return 1;
+  const VirtualPort* carried = carriedBy(id);
+  if (carried != nullptr && carried->entries.size() > limit) return 7;
+  if (!command(kSetIntfLimit)) return 1;
+  driverInterfaces[id].hasStaticLimit = true;
+  driverInterfaces[id].staticLimit = limit;
+  settings[id].staticLimit = limit;
+  return 0;
+}
+
+uint32_t Model::staticLimitOf(uint32_t id) const {
+  auto found = settings.find(id);
+  return found == settings.end() ? 20 : found->second.staticLimit;
+}
+
+uint32_t Model::addStaticEntry(uint32_t id, const Entry& entry) {
+  if (!known(id)) return 1;
+  for (auto& other : statics) {
+    if (other.first == id) continue;
+    if (std::find(other.second.begin(), other.second.end(), entry) == other.second.end()) continue;
+    const uint32_t result = delStaticEntry(other.first, entry);
+    if (result != 0) return result;
+    break;
+  }
+  const uint32_t limit = settings[id].staticLimit;
+  const bool hadList = statics.count(id) != 0;
+  std::vector<Entry>& list = statics[id];
+  if (hadList && list.size() == limit) return 2;
+  if (std::find(list.begin(), list.end(), entry) != list.end()) return 0;
+  if (!command(kAddStatic)) return 1;
+  table[entry] = TableEntry{id, true};
+  list.push_back(entry);
+  return 0;
+}
+
+bool Model::driverDelStatic(uint32_t id, const Entry& entry) {
+  auto found = table.find(entry);
+  if (found == table.end() || !found->second.isStatic || found->second.interface != id)
+    return false;
+  table.erase(found);
+  return true;
+}
+
+uint32_t Model::delStaticEntry(uint32_t id, const Entry& entry) {
+  if (!known(id)) return 1;
+  auto list = statics.find(id);
+  if (list == statics.end()) return 3;
+  auto at = std::find(list->second.begin(), list->second.end(), entry);
+  if (at == list->second.end()) return 3;
+  if (!command(kDelStatic) || !driverDelStatic(id, entry)) return 1;
+  list->second.erase(at);
+  return 0;
+}
+
+uint32_t Model::clearStaticEntries(uint32_t id) {
+  for (auto& perIntf : statics) {
+    if (id != 0 && perIntf.first != id) continue;
+    while (!perIntf.second.empty())
+      if (delStaticEntry(perIntf.first, perIntf.second.front()) != 0) return 1;
+  }
+  return 0;
+}
+
+void Model::unlink(const Entry& entry) {
+  for (auto intf = cache.begin(); intf != cache.end(); ++intf)
+    for (auto vport = intf->second.begin(); vport != intf->second.end(); ++vport) {
+      std::vector<CachedEntry>& entries = vport->second.entries;
+      for (auto e = entries.begin(); e != entries.end(); ++e) {
+        if (!(e->entry == entry)) continue;
+        entries.erase(e);
+        if (entries.empty()) intf->second.erase(vport);
+        if (intf->second.empty()) cache.erase(intf);
+        return;
+      }
+    }
+}
+
+uint32_t Model::addVirtualPortEntry(uint32_t id, const Entry& entry, uint32_t vport) {
+  if (!known(id)) return 1;
+  int type = 0;
+  for (const HostInterface& i : hostInterfaces())
+    if (i.id == id) type = i.type;
+  if ((vport != 0) != (type == kGpon)) return 1;
+  uint32_t carrier = id;
+  if (vport != 0) {
+    auto gem = gems.find({id, vport});
+    carrier = gem == gems.end() ? 0 : gem->second;
+  }
+  const auto intf = cache.find(id);
+  size_t count = 0;
+  if (intf != cache.end() && intf->second.count(vport) != 0)
+    count = intf->second[vport].entries.size();
+  if (count >= staticLimitOf(carrier)) return 2;
+
+  for (const auto& perIntf : cache)
+    for (const auto& perVPort : perIntf.second)
+      for (const CachedEntry& cached : perVPort.second.entries) {
+        if (!(cached.entry == entry)) continue;
+        if (perIntf.first == id && perVPort.first == vport) return 0;
+        if (cached.configured && delStaticEntry(perVPort.second.carrier, entry) != 0) return 1;
+        unlink(entry);
+        goto moved;
+      }
+moved:
+  bool configured = false;
+  if (carrier != 0 && vlans.count(entry.vlan) != 0) {
+    if (addStaticEntry(carrier, entry) != 0) return 1;
+    configured = true;
+  }
+  VirtualPort& record = cache[id][vport];
+  record.carrier = carrier;
+  record.entries.push_back(CachedEntry{entry, configured});
+  return 0;
+}
+
+uint32_t Model::delVirtualPortEntry(uint32_t id, const Entry& entry) {
+  if (!known(id)) return 1;
+  for (const auto& perIntf : cache)
+    for (const auto& perVPort : perIntf.second)
+      for (const CachedEntry& cached : perVPort.second.entries) {
+        if (!(cached.entry == entry)) continue;
+        if (cached.configured && delStaticEntry(perVPort.second.carrier, entry) != 0) return 1;
+        unlink(entry);
+        return 0;
+      }
+  return 0;
+}
+
+uint32_t Model::moveDynamicToStatic(uint32_t id) {
+  if (!known(id) || !command(kMove)) return 1;
+  for (auto& e : table)
+    if (e.second.interface == id) e.second.isStatic = true;
+  if (!accept(kTableInfo)) return 1;
+  std::vector<Entry>& list = statics[id];
+  list.clear();
+  for (const auto& e : table)
+    if (e.second.interface == id && e.second.isStatic) list.push_back(e.first);
+  return 0;
+}
+
+bool Model::applyDefaultSettings() {
+  if (setState(false) != 0) return false;
+  for (const HostInterface& i : hostInterfaces()) {
+    setState(i.id, false);
+    setLimitDynamic(i.id, 300);
+    setLimitStatic(i.id, 20);
+    const std::map<uint16_t, uint32_t> limits = settings[i.id].vlanLimits;
+    for (const auto& limit : limits) setLimitDynamic(i.id, limit.first, 0);
+  }
+  clearStaticEntries(0);
+  if (clearStaticEntries(kMng) == 0) addStaticEntry(kMng, kMngEntry);
+  cache.clear();
+  return true;
+}
+
+void Model::createVlan(uint16_t vlan, bool lockRefused) {
+  if (!vlans.insert(vlan).second || lockRefused) return;
+  for (auto& perIntf : cache)
+    for (auto& perVPort : perIntf.second)
+      for (CachedEntry& cached : perVPort.second.entries)
+        if (cached.entry.vlan == vlan && perVPort.second.carrier != 0 && !cached.configured &&
+            addStaticEntry(perVPort.second.carrier, cached.entry) == 0)
+          cached.configured = true;
+}
+
+void Model::deleteVlan(uint16_t vlan, bool lockRefused) {
+  if (vlans.count(vlan) == 0) return;
+  if (!lockRefused) {
+    for (auto& perIntf : cache)
+      for (auto& perVPort : perIntf.second)
+        for (CachedEntry& cached : perVPort.second.entries)
+          if (cached.entry.vlan == vlan && cached.configured &&
+              delStaticEntry(perVPort.second.carrier, cached.entry) == 0)
+            cached.configured = false;
+    std::vector<uint32_t> limited;
+    for (const auto& s : settings)
+      if (s.second.vlanLimits.count(vlan) != 0) limited.push_back(s.first);
+    for (uint32_t id : limited)
+      if (setLimitDynamic(id, vlan, 0) != 0) break;
+  }
+  vlans.erase(vlan);
+}
+
+void Model::gemEvent(uint32_t gem, uint32_t id, uint32_t vport, int kind, bool lockRefused) {
+  if (kind != 0 && kind != 2) return;
+  gems[{id, vport}] = gem;
+  if (lockRefused) return;
+  if (kind == 2) {
+    for (auto& perIntf : cache) {
+      bool found = false;
+      for (auto& perVPort : perIntf.second) {
+        if (perVPort.second.carrier != gem) continue;
+        for (CachedEntry& cached : perVPort.second.entries)
+          if (cached.configured && delStaticEntry(gem, cached.entry) == 0)
+            cached.configured = false;
+        found = true;
+        break;
+      }
+      if (found) break;
+    }
+  }
+  auto intf = cache.find(id);
+  if (intf == cache.end() || intf->second.count(vport) == 0) return;
+  VirtualPort& record = intf->second[vport];
+  record.carrier = gem;
+  for (CachedEntry& cached : record.entries)
+    if (!cached.configured && vlans.count(cached.entry.vlan) != 0 &&
+        addStaticEntry(gem, cached.entry) == 0)
+      cached.configured = true;
+}
+
+size_t Model::dynamicCount(uint32_t id, const uint16_t* vlan) const {
+  size_t count = 0;
+  for (const auto& e : table)
+    if (e.second.interface == id && !e.second.isStatic &&
+        (vlan == nullptr || e.first.vlan == *vlan))
+      ++count;
+  return count;
+}
+
+bool Model::limitReached(uint32_t id, uint16_t vlan) const {
+  auto found = driverInterfaces.find(id);
+  if (!driverState || found == driverInterfaces.end() || !found->second.enabled) return false;
+  const DriverInterface& d = found->second;
+  if (d.hasDynamicLimit && dynamicCount(id, nullptr) >= d.dynamicLimit) return true;
+  auto limit = d.vlanLimits.find(vlan);
+  return limit != d.vlanLimits.end() && dynamicCount(id, &vlan) >= limit->second;
+}
+
+void Model::learn(uint32_t id, const Entry& entry) {
+  if (!known(id)) return;
+  auto existing = table.find(entry);
+  if (existing != table.end() && (existing->second.isStatic || existing->second.interface == id))
+    return;
+  if (limitReached(id, entry.vlan))
+    violations[id] = entry;
+  else
+    table[entry] = TableEntry{id, false};
+}
+
+std::string Model::queryMemory(uint32_t id, uint16_t vlan) const {
+  std::ostringstream out;
+  const auto found = settings.find(id);
+  const bool has = known(id) && found != settings.end();
+  const Settings s = has ? found->second : Settings();
+  out << "state " << (has ? "0 " + std::to_string(s.state) : "1 1") << '\n';
+  out << "dynamic "
+      << (!has       ? "1 12345"
+          : !s.state ? "5 12345"
+                     : "0 " + std::to_string(s.dynamicLimit))
+      << '\n';
+  const auto vlanLimit = s.vlanLimits.find(static_cast<uint16_t>(id));
+  out << "vlan " << vlan << ' '
+      << (!has                              ? "1 12345"
+          : vlanLimit == s.vlanLimits.end() ? "8 12345"
+                                            : "0 " + std::to_string(vlanLimit->second))
+      << '\n';
+  out << "static "
+      << (!has      ? "1 12345"
+          : s.state ? "5 12345"
+                    : "0 " + std::to_string(s.staticLimit))
+      << '\n';
+  out << "internal " << staticLimitOf(id) << '\n';
+  std::string name = "?";
+  int type = 0;
+  for (const HostInterface& i : hostInterfaces())
+    if (i.id == id) name = i.name, type = i.type;
+  out << "info " << (known(id) ? 0 : 1) << ' ' << name << ' ' << type << ' ' << settingsText(s)
+      << '\n';
+  const auto list = statics.find(id);
+  out << "statics " << (known(id) ? "0" : "1")
+      << (list == statics.end() || !known(id) ? "" : sorted(list->second)) << '\n';
+  out << "list 0";
+  for (const HostInterface& i : hostInterfaces()) {
+    if (i.type == kInternal || i.type == kGpon) continue;
+    const auto kept = settings.find(i.id);
+    out << ' ' << i.id << ':' << settingsText(kept == settings.end() ? Settings() : kept->second);
+  }
+  return out.str();
+}
+
+std::string Model::queryDriver(uint32_t id) {
+  std::ostringstream out;
+  out << "dynamic ";
+  if (!known(id) || !command(kTableInfo)) {
+    out << "1 sentinel";
+  } else {
+    std::vector<Entry> entries;
+    for (const auto& e : table)
+      if (e.second.interface == id + 1 && !e.second.isStatic) entries.push_back(e.first);
+    out << '0' << sorted(entries);
+  }
+  out << "\nall ";
+  if (!command(kTableInfo)) {
+    out << "1 999:";
+  } else {
+    std::map<uint32_t, std::vector<Entry>> byInterface;
+    for (const auto& e : table) {
+      std::vector<Entry>& list = byInterface[e.second.interface];
+      if (!e.second.isStatic) list.push_back(e.first);
+    }
+    out << '0';
+    for (const auto& perIntf : byInterface)
+      out << ' ' << perIntf.first << ':' << sorted(perIntf.second);
+  }
+  out << "\nviolation ";
+  if (!known(id) || !command(kGetViolation)) return out.str() + "1 sentinel";
+  const auto violation = violations.find(id);
+  if (violation == violations.end()) return out.str() + "3 sentinel";
+  return out.str() + "0 " + describe(violation->second);
+}
+
+std::string Model::snapshot() const {
+  std::ostringstream out;
+  out << "global " << state << " driver " << driverState << '\n';
+  for (const HostInterface& i : hostInterfaces()) {
+    const auto s = settings.find(i.id);
+    const auto d = driverInterfaces.find(i.id);
+    const DriverInterface di = d == driverInterfaces.end() ? DriverInterface() : d->second;
+    out << "intf " << i.id << " mem " << (s == settings.end() ? "-" : settingsText(s->second))
+        << " drv " << di.enabled << ','
+        << (di.hasDynamicLimit ? std::to_string(di.dynamicLimit) : "-") << ','
+        << (di.hasStaticLimit ? std::to_string(di.staticLimit) : "-") << ",{";
+    for (const auto& v : di.vlanLimits) out << v.first << '=' << v.second << ';';
+    const auto violation = violations.find(i.id);
+    out << "} viol " << (violation == violations.end() ? "-" : describe(violation->second)) << '\n';
+  }
+  for (const auto& list : statics)
+    out << "statics " << list.first << ':' << sorted(list.second) << '\n';
+  for (const auto& perIntf : cache)
+    for (const auto& perVPort : perIntf.second) {
+      out << "cache " << perIntf.first << '.' << perVPort.first << '@' << perVPort.second.carrier
+          << ':';
+      for (const CachedEntry& c : perVPort.second.entries)
+        out << ' ' << describe(c.entry) << '=' << c.configured;
+      out << '\n';
+    }
+  for (const auto& e : table)
+    out << "table " << describe(e.first) << '@'
+        << e.second.interface << (e.second.isStatic ? 's' : 'd') << '\n';
+  return out.str();
+}
+
+}  // namespace entitymodel

@@ -1,0 +1,137 @@
+// A reference model of what the port-security entity lets an observer see:
+// its remembered settings, static entries and entries cache, and the bridge
+// driver's state that its commands leave behind, on the test node of
+// EntityTest.h. Written from the entity's documented behaviour, step by
+// step, without looking at how the module does it. Plain value type; no
+// threads.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+namespace entitymodel {
+
+typedef std::array<uint8_t, 6> Mac;
+
+struct Entry {
+  uint16_t vlan = 0;
+  Mac mac = {};
+  bool operator<(const Entry& o) const { return std::tie(vlan, mac) < std::tie(o.vlan, o.mac); }
+  bool operator==(const Entry& o) const { return vlan == o.vlan && mac == o.mac; }
+};
+
+struct Settings {
+  bool state = false;
+  uint32_t dynamicLimit = 300;
+  uint32_t staticLimit = 20;
+  std::map<uint16_t, uint32_t> vlanLimits;
+};
+
+struct CachedEntry {
+  Entry entry;
+  bool configured = false;
+};
+
+struct VirtualPort {
+  uint32_t carrier = 0;
+  std::vector<CachedEntry> entries;
+};
+
+typedef std::map<uint32_t, std::map<uint32_t, VirtualPort>> Cache;
+
+// What the driver holds for one interface.
+struct DriverInterface {
+  bool enabled = false;
+  bool hasDynamicLimit = false;
+  uint32_t dynamicLimit = 0;
+  bool hasStaticLimit = false;
+  uint32_t staticLimit = 0;
+  std::map<uint16_t, uint32_t> vlanLimits;
+};
+
+struct TableEntry {
+  uint32_t interface = 0;  // driver port + 1
+  bool isStatic = false;
+};
+
+struct HostInterface {
+  uint32_t id;
+  int type;
+  const char* name;
+};
+
+class Model {
+ public:
+  static const std::vector<HostInterface>& hostInterfaces();
+  static bool known(uint32_t id);
+
+  // The entity's public operations; each answers its result code.
+  uint32_t setState(bool value);
+  uint32_t setState(uint32_t id, bool value);
+  uint32_t setStateAll(bool value);
+  uint32_t setLimitDynamic(uint32_t id, uint32_t limit);
+  uint32_t setLimitDynamic(uint32_t id, uint16_t vlan, uint32_t limit);
+  uint32_t setLimitStatic(uint32_t id, uint32_t limit);
+  uint32_t addStaticEntry(uint32_t id, const Entry& entry);
+  uint32_t delStaticEntry(uint32_t id, const Entry& entry);
+  uint32_t clearStaticEntries(uint32_t id);
+  uint32_t addVirtualPortEntry(uint32_t id, const Entry& entry, uint32_t vport);
+  uint32_t delVirtualPortEntry(uint32_t id, const Entry& entry);
+  uint32_t moveDynamicToStatic(uint32_t id);
+  bool applyDefaultSettings();
+  // The readers, as text: what each getter answers and leaves in its output.
+  std::string queryMemory(uint32_t id, uint16_t vlan) const;
+  std::string queryDriver(uint32_t id);
+
+  // The world around the entity: the host's events and frames on the wire.
+  void createVlan(uint16_t vlan, bool lockRefused);
+  void deleteVlan(uint16_t vlan, bool lockRefused);
+  void gemEvent(uint32_t gem, uint32_t id, uint32_t vport, int kind, bool lockRefused);
+  void learn(uint32_t id, const Entry& entry);
+
+  // Faults the driver is armed with (arming again does not add up): the
+  // next open fails; the next command
+  // with `code` is refused.
+  void armOpenFailure() { openFailures = 1; }
+  void armRefusal(unsigned long code) { refusedCodes.insert(code); }
+
+  // Everything observable, in the form the system under test reports it.
+  std::string snapshot() const;
+
+  static std::string describe(const Entry& entry);
+
+ private:
+  bool open();
+  bool accept(unsigned long code);
+  bool command(unsigned long code) { return open() && accept(code); }
+  bool driverDelStatic(uint32_t id, const Entry& entry);
+  uint32_t staticLimitOf(uint32_t id) const;
+  const VirtualPort* carriedBy(uint32_t carrier) const;
+  void unlink(const Entry& entry);
+  bool limitReached(uint32_t id, uint16_t vlan) const;
+  size_t dynamicCount(uint32_t id, const uint16_t* vlan) const;
+
+  // Host.
+  std::set<uint16_t> vlans{10, 20};
+  std::map<std::pair<uint32_t, uint32_t>, uint32_t> gems{{{8, 1}, 9}, {{8, 2}, 10}};
+  // Entity.
+  bool state = false;
+  std::map<uint32_t, Settings> settings;
+  std::map<uint32_t, std::vector<Entry>> statics;
+  Cache cache;
+  // Driver.
+  bool driverState = false;
+  std::map<uint32_t, DriverInterface> driverInterfaces;
+  std::map<Entry, TableEntry> table;
+  std::map<uint32_t, Entry> violations;
+  unsigned int openFailures = 0;
+  std::set<unsigned long> refusedCodes;
+};
+
+}  // namespace entitymodel
