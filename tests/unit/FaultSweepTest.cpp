@@ -5,6 +5,8 @@
 // nothing. Single-command operations get the same checks in DriverCommandsTest.
 #include <algorithm>
 #include <functional>
+#include <map>
+#include <sstream>
 
 #include "EntityTest.h"
 
@@ -66,6 +68,8 @@ class FaultSweepTest : public EntityTest {
     const Lines good = takeSent();
     ASSERT_FALSE(good.empty());
     expectConfiguredApplied();
+    const Lines goodCache = cached();
+    const std::map<unsigned int, std::string> goodSettings = settingsById();
 
     restart(arrange);
     std::string before = memory();
@@ -95,6 +99,7 @@ class FaultSweepTest : public EntityTest {
       if (rule->outcome.memoryKept) {
         EXPECT_EQ(before, memory());
       }
+      if (!rule->outcome.stopsThere) expectOnlyItsOwnEffectLost(command, goodCache, goodSettings);
       EXPECT_EQ(expectedLog(rule->logged, command), takeLogged());
       EXPECT_EQ(0u, driver().openHandles());
       expectConfiguredApplied();
@@ -103,6 +108,41 @@ class FaultSweepTest : public EntityTest {
   }
 
  private:
+  // An operation that goes on after a refusal loses only the refused
+  // command's own effect: its cached record stays as it was (unapplied after
+  // a refused add, applied after a refused deletion), every other record and
+  // every other interface's settings end as in the fault-free run.
+  void expectOnlyItsOwnEffectLost(const std::string& command, Lines expectedCache,
+                                  const std::map<unsigned int, std::string>& goodSettings) {
+    std::istringstream words(command);
+    std::string kind, intf, entry;
+    words >> kind >> intf >> entry;
+    for (std::string& record : expectedCache)
+      if ((kind == "add" || kind == "del") && record.find(":" + entry + "=") != std::string::npos)
+        record.back() = kind == "add" ? '0' : '1';
+    EXPECT_EQ(expectedCache, cached());
+    const std::map<unsigned int, std::string> settings = settingsById();
+    for (const auto& good : goodSettings) {
+      if (std::to_string(good.first) != intf) {
+        EXPECT_EQ(good.second, settings.at(good.first)) << good.first;
+      }
+    }
+  }
+
+  std::map<unsigned int, std::string> settingsById() {
+    PortSecurity::interfaceSettingsMap_t settings;
+    EXPECT_EQ(0u, ps().getInterfaceSettings(settings));
+    std::map<unsigned int, std::string> text;
+    for (const auto& s : settings) {
+      std::ostringstream line;
+      line << s.second.state << ' ' << s.second.limitDynamicMACs << ' ' << s.second.limitStaticMACs;
+      for (const auto& limit : s.second.vlanLimitDynamicMACs)
+        line << ' ' << limit.first << '=' << limit.second;
+      text[s.first] = line.str();
+    }
+    return text;
+  }
+
   void restart(const std::function<void()>& arrange) {
     TearDown();
     SetUp();
@@ -225,6 +265,10 @@ TEST_F(FaultSweepTest, DefaultSettingsFailOnlyOnTheGlobalSwitchAndElseEmptyTheCa
   sweep(
       [&] {
         ASSERT_EQ(0u, ps().setLimitDynamicMACs(ETH1, VLAN20, 5u));
+        for (unsigned int id : {ETH1, ETH2, ETH3, GEM1}) {
+          ASSERT_EQ(0u, ps().setState(id, true));
+          ASSERT_EQ(0u, ps().setLimitStaticMACs(id, 9));
+        }
         addCached(ETH2, 0, VLAN10, {1});
         addStatic(ETH3, VLAN10, {2});
       },
