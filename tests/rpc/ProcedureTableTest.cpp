@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -173,10 +174,13 @@ class ProcedureTableTest : public ::testing::TestWithParam<const char*> {
     dropEverything();
   }
 
-  // The entity outlives the node: it drops what a case left while the
-  // driver still holds it.
+  // The entity is the process's singleton: it is built anew in its place, as
+  // at load, so that no case sees what another one left.
   static void dropEverything() {
-    PortSecurity::instance().applyDefaultSettings();
+    PortSecurity& ps = PortSecurity::instance();
+    ps.~PortSecurity();
+    std::memset(static_cast<void*>(&ps), 0, sizeof ps);
+    new (&ps) PortSecurity();
     sim::reset();
   }
 

@@ -21,28 +21,6 @@ class DynamicEntriesTest : public EntityTest {
   PortSecurity::macEntryMap_t all;
 };
 
-TEST_F(DynamicEntriesTest, SingleFormMatchesPortWithIdAndWholeBridgeKeysByPortPlusOne) {
-  learn(MNG, macEntry(VLAN10, 1));  // driver port 3
-  addDriverStatic(ETH2, macEntry(VLAN10, 2));
-  ASSERT_EQ(0u, ps().getDynamicMACs(3, single));
-  EXPECT_EQ(Lines{"v10/01"}, listed(single));
-  driver().refuseNext(PSIOC_GET_TABLE_INFO, 1);  // a failed report leaves the list alone
-  EXPECT_EQ(1u, ps().getDynamicMACs(MNG, single));
-  EXPECT_EQ(Lines{"v10/01"}, listed(single));
-  ASSERT_EQ(0u, ps().getDynamicMACs(MNG, single));
-  EXPECT_EQ(Lines{}, listed(single));
-  ASSERT_EQ(0u, ps().getDynamicMACs(ETH1, single));  // only a static entry on port 1
-  EXPECT_EQ(Lines{}, listed(single));
-
-  // ETH2 is listed although its only entry is static.
-  all[99].reset(new PortSecurity::macEntryList_t);
-  ASSERT_EQ(0u, ps().getDynamicMACs(all));
-  EXPECT_EQ((Lines{"2:", "4: v10/01"}), listed(all));
-  driver().refuseNext(PSIOC_GET_TABLE_INFO, 1);
-  EXPECT_EQ(1u, ps().getDynamicMACs(all));
-  EXPECT_EQ((Lines{"2:", "4: v10/01"}), listed(all));
-}
-
 TEST_F(DynamicEntriesTest, WalkAsksEveryBucketAndReusesTheRecord) {
   driver().setBucketCount(4);
   ASSERT_EQ(0u, ps().getDynamicMACs(all));

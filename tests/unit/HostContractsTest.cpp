@@ -39,32 +39,6 @@ class HostLockTest : public ::testing::Test {
   void SetUp() override { sim::reset(); }
 };
 
-TEST_F(HostLockTest, HoldingThreadReentersAsTheContractAllows) {
-  {
-    BLLManager::exclusiveLock_t outer;
-    ASSERT_TRUE(outer.isLocked());
-    {
-      BLLManager::exclusiveLock_t inner;
-      BLLManager::sharedLock_t reader;
-      BLLManager::sharedLock_t nestedReader;
-      EXPECT_TRUE(inner.isLocked() && reader.isLocked() && nestedReader.isLocked());
-    }
-    EXPECT_EQ(1u, sim::BusinessLock::instance().exclusiveDepth());
-    EXPECT_EQ(0u, sim::BusinessLock::instance().sharedDepth());
-  }
-  {
-    BLLManager::sharedLock_t reader;
-    BLLManager::sharedLock_t nestedReader;
-    EXPECT_TRUE(reader.isLocked() && nestedReader.isLocked());
-    BLLManager::exclusiveLock_t writer;
-    EXPECT_FALSE(writer.isLocked());
-  }
-  // Everything was released: another thread can write.
-  EXPECT_TRUE(std::async(std::launch::async, [] {
-                return BLLManager::exclusiveLock_t().isLocked();
-              }).get());
-}
-
 TEST_F(HostLockTest, WriterKeepsEveryoneOutAndReadersKeepWritersOut) {
   // Time enough for a thread that should wait to (wrongly) get through, and
   // for one that should not wait to get in.
@@ -106,56 +80,6 @@ TEST(HostEventTest, UnsubscribeRemovesEveryMatchingMemberPointerSubscription) {
   EXPECT_EQ(0u, member.postCount());
   EXPECT_FALSE(member.raisePre(&listener, 3));  // the empty one is skipped
   EXPECT_EQ((std::vector<std::string>{"second 3"}), listener.calls);
-}
-
-class HostServicesTest : public ::testing::Test {
- protected:
-  void SetUp() override { sim::reset(); }
-
-  static sim::Node& node() { return sim::Node::instance(); }
-};
-
-std::vector<std::string> vlanEventsSeen;
-void noteVlan(const char* when, const char* bridge, unsigned short vlan) {
-  vlanEventsSeen.push_back(std::string(when) + bridge +
-                           (vqbridge::instance().vlanCreated(bridge, vlan) ? " exists" : " gone"));
-}
-
-TEST_F(HostServicesTest, DeletedVlanStillExistsForPreSubscribers) {
-  static bool subscribed = false;  // subscriptions outlive the test
-  if (!subscribed) {
-    subscribed = true;
-    vqbridge& bridge = vqbridge::instance();
-    bridge.vlanCreatedEvent.subscribePost(
-        [](const char* name, unsigned short vlan) { noteVlan("post ", name, vlan); });
-    bridge.vlanDeletedEvent.subscribePre([](const char* name, unsigned short vlan) {
-      noteVlan("pre ", name, vlan);
-      return true;
-    });
-    bridge.vlanDeletedEvent.subscribePost(
-        [](const char* name, unsigned short vlan) { noteVlan("post ", name, vlan); });
-  }
-  vlanEventsSeen.clear();
-  EXPECT_TRUE(node().createVlan(100));
-  EXPECT_FALSE(node().createVlan(100));
-  EXPECT_TRUE(node().deleteVlan(100));
-  EXPECT_FALSE(node().deleteVlan(100));
-  EXPECT_EQ((std::vector<std::string>{"post br0 exists", "pre br0 exists", "post br0 gone"}),
-            vlanEventsSeen);
-}
-
-TEST_F(HostServicesTest, GemEventsBindOnlyForBoundAndRebound) {
-  node().addInterface(sim::InterfaceConfig{5, Interfaces::IF_TYPE_GPON, "gpon0", true, false});
-  unsigned int gem = 0;
-  Interfaces& interfaces = Interfaces::instance();
-  EXPECT_NE(0, interfaces.interfaceGPONGemInterfaceFind(5, 2, gem));
-  EXPECT_TRUE(node().raiseGemEvent(40, 5, 2, Interfaces::GPON_GEM_UNBOUND));
-  EXPECT_NE(0, interfaces.interfaceGPONGemInterfaceFind(5, 2, gem));
-  EXPECT_TRUE(node().raiseGemEvent(40, 5, 2, Interfaces::GPON_GEM_BOUND));
-  EXPECT_TRUE(node().raiseGemEvent(41, 5, 2, Interfaces::GPON_GEM_REBOUND));
-  ASSERT_EQ(0, interfaces.interfaceGPONGemInterfaceFind(5, 2, gem));
-  EXPECT_EQ(41u, gem);
-  EXPECT_FALSE(node().raiseGemEvent(42, 5, 2, 9));
 }
 
 }  // namespace

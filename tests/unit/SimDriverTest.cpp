@@ -83,27 +83,6 @@ class SimDriverTest : public ::testing::Test {
   int handle = -1;
 };
 
-// How limits count and which entry wins: see the reference test below.
-TEST_F(SimDriverTest, LimitsApplyOnlyWhileBothSwitchesAreOn) {
-  ASSERT_EQ(0, setLimit("3", PS_LIMIT_DYNAMIC, 0));
-  EXPECT_EQ(LearnResult::learned, learn(2, 9, 99));
-  ASSERT_EQ(0, setState(1));
-  EXPECT_EQ(LearnResult::learned, learn(2, 8, 99));
-  ASSERT_EQ(0, setIntfState("3", 1));
-  EXPECT_EQ(LearnResult::violation, learn(2, 7, 99));
-
-  ASSERT_EQ(0, setLimit("3", PS_LIMIT_DYNAMIC, 4));
-  ASSERT_EQ(0, vlanLimit(PSIOC_SET_VLAN_LIMIT, "3", 10, 1));
-  EXPECT_EQ(LearnResult::learned, learn(2, 1, 10));
-  EXPECT_EQ(LearnResult::violation, learn(2, 2, 10));
-  ASSERT_EQ(0, vlanLimit(PSIOC_DEL_VLAN_LIMIT, "3", 10, 1));
-  EXPECT_TRUE(driver().interfaceState(3).vlanLimits.empty());
-  EXPECT_EQ(LearnResult::learned, learn(2, 2, 10));  // the fourth the dynamic limit allows
-  ASSERT_EQ(0, setState(0));
-  EXPECT_FALSE(driver().globalState());
-  EXPECT_EQ(LearnResult::learned, learn(2, 4, 10));
-}
-
 TEST_F(SimDriverTest, MalformedCommandsAreRefusedAndChangeNothing) {
   EXPECT_EQ(LearnResult::unknownPort, learn(6, 3, 5));  // a port of no interface
   EXPECT_EQ(-1, setLimit("99", PS_LIMIT_DYNAMIC, 5));
@@ -251,46 +230,6 @@ TEST_F(SimDriverTest, TableMatchesAPlainReferenceThroughRandomCommands) {
     }
     ASSERT_EQ(text(reference.chains()), text(driver().table())) << "step " << step;
   }
-}
-
-TEST_F(SimDriverTest, CommandLogKeepsTheNewestAndCountsWhatItDropped) {
-  driver().setCommandLogCapacity(3);
-  driver().refuseCall(5);
-  for (uint32_t limit = 1; limit <= 5; ++limit) setLimit("3", PS_LIMIT_DYNAMIC, limit);
-  const std::vector<sim::DriverCommand> kept = driver().commands();
-  ASSERT_EQ(3u, kept.size());
-  EXPECT_EQ(2u, driver().droppedCommands());
-  for (size_t i = 0; i < kept.size(); ++i)
-    EXPECT_EQ(i + 3, reinterpret_cast<const psIntfLimitArg_t*>(kept[i].bytes.data())->limit);
-  EXPECT_TRUE(kept.back().refused);  // call numbers count the dropped commands too
-  EXPECT_EQ(4u, driver().interfaceState(3).dynamicLimit);
-  driver().clearCommands();
-  EXPECT_EQ(0u, driver().droppedCommands());
-
-  // Records longer than the ring's inline room (the move record) come back
-  // whole, after the ring wraps over them and after it is resized.
-  psMoveArg_t move = recordFor<psMoveArg_t>("3");
-  move.reserved[134] = 0x5a;
-  for (int round = 0; round < 4; ++round) {
-    ASSERT_EQ(0, send(PSIOC_MOVE_TO_STATIC, &move));
-    setLimit("3", PS_LIMIT_DYNAMIC, 7);
-  }
-  driver().setCommandLogCapacity(2);
-  const std::vector<sim::DriverCommand> resized = driver().commands();
-  ASSERT_EQ(2u, resized.size());
-  ASSERT_EQ(sizeof move, resized[0].bytes.size());
-  EXPECT_EQ(0, std::memcmp(&move, resized[0].bytes.data(), sizeof move));
-  EXPECT_EQ(sizeof(psIntfLimitArg_t), resized[1].bytes.size());
-  EXPECT_EQ(6u, driver().droppedCommands());
-  driver().clearCommands();
-
-  driver().setEntryCapacity(2);
-  learn(1, 1, 1);
-  ASSERT_EQ(0, staticEntry(PSIOC_ADD_STATIC, "2", 2, 1));
-  EXPECT_EQ(LearnResult::tableFull, learn(1, 3, 1));
-  EXPECT_EQ(-1, staticEntry(PSIOC_ADD_STATIC, "2", 3, 1));
-  EXPECT_EQ(ENOSPC, errno);
-  EXPECT_EQ(0, staticEntry(PSIOC_ADD_STATIC, "2", 1, 1));  // an entry it holds is taken over
 }
 
 }  // namespace

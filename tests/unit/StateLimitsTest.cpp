@@ -61,36 +61,6 @@ TEST_F(StateLimitsTest, PerVlanGetterLooksUpTheInterfaceIdCutTo16Bits) {
   EXPECT_EQ(1u, ps().getLimitDynamicMACs(ETH2, VLAN10, limit));  // no settings entry
 }
 
-TEST_F(StateLimitsTest, LimitGettersAnswerOnlyInTheirState) {
-  unsigned int limit = 0;
-  bool state = false;
-  EXPECT_EQ(1u, ps().getState(ETH1, state));  // no settings yet
-  EXPECT_EQ(1u, ps().getLimitDynamicMACs(ETH1, limit));
-  EXPECT_EQ(1u, ps().getLimitStaticMACs(ETH1, limit));
-  ASSERT_EQ(0u, ps().setLimitDynamicMACs(ETH1, 50u));
-  ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH1, 6));
-  limit = 99;
-  EXPECT_EQ(5u, ps().getLimitDynamicMACs(ETH1, limit));
-  EXPECT_EQ(99u, limit);
-  EXPECT_EQ(0u, ps().getLimitStaticMACs(ETH1, limit));
-  EXPECT_EQ(6u, limit);
-  ASSERT_EQ(0u, ps().setState(ETH1, true));
-  EXPECT_EQ(0u, ps().getLimitDynamicMACs(ETH1, limit));
-  EXPECT_EQ(50u, limit);
-  limit = 99;
-  EXPECT_EQ(5u, ps().getLimitStaticMACs(ETH1, limit));
-  EXPECT_EQ(99u, limit);
-  EXPECT_EQ(1u, ps().getLimitStaticMACs(UNKNOWN_ID, limit));
-  // The internal form answers whatever the state, and 20 without settings.
-  EXPECT_EQ(0u, ps().getStaticMacLimit(ETH1, limit));
-  EXPECT_EQ(6u, limit);
-  EXPECT_EQ(0u, ps().getStaticMacLimit(UNKNOWN_ID, limit));
-  EXPECT_EQ(20u, limit);
-  lock().failNextAttempts(1, sim::LockKind::shared);
-  EXPECT_EQ(1u, ps().getStaticMacLimit(ETH1, limit));
-  EXPECT_EQ(20u, limit);
-}
-
 TEST_F(StateLimitsTest, StaticLimitBelowCachedEntriesIsRefused) {
   // Entries count while only cached (their VLAN missing), not only once applied.
   addCached(ETH1, 0, MISSING_VLAN, {1, 2, 3, 4});
@@ -105,47 +75,12 @@ TEST_F(StateLimitsTest, StaticLimitBelowCachedEntriesIsRefused) {
   EXPECT_EQ(0u, ps().setLimitStaticMACs(GPON, 1));
 }
 
-// Where a refusal stops the walk: FaultSweepTest.
-TEST_F(StateLimitsTest, SetStateAllSwitchesEachInterfaceButNotTheGlobalState) {
-  EXPECT_EQ(0u, ps().setStateAll(true));
-  Lines expected;
-  for (const sim::InterfaceConfig& c : node().interfaces())
-    expected.push_back("intf-state " + std::to_string(c.id) + " 1");
-  EXPECT_EQ(expected, takeSent());
-  bool state = false;
-  EXPECT_EQ(0u, ps().getState(GEM2, state));
-  EXPECT_TRUE(state);
-  EXPECT_EQ(0u, ps().getState(state));
-  EXPECT_FALSE(state);
-  node().reset();
-  EXPECT_EQ(0u, ps().setStateAll(false));
-  EXPECT_EQ(Lines{}, takeSent());
-}
-
 bool isDefault(const PortSecurity::interfaceSettings_t& settings) {
   return !settings.state && settings.limitDynamicMACs == 300 && settings.limitStaticMACs == 20 &&
          settings.vlanLimitDynamicMACs.empty();
 }
 
 class ReportsTest : public EntityTest {};
-
-TEST_F(ReportsTest, SingleInfoCarriesNameTypeAndSettingsOrDefaults) {
-  PortSecurity::interfaceInfo_t info;
-  ASSERT_EQ(0u, ps().getInterfaceInfo(ETH1, info));
-  EXPECT_EQ("eth1", info.name);
-  EXPECT_TRUE(isDefault(info.settings));
-  ASSERT_EQ(0u, ps().setLimitDynamicMACs(GEM1, VLAN20, 4u));
-  ASSERT_EQ(0u, ps().getInterfaceInfo(GEM1, info));
-  EXPECT_EQ("gem1", info.name);
-  EXPECT_EQ(Interfaces::IF_TYPE_GEM, info.type);
-  EXPECT_EQ(4u, info.settings.vlanLimitDynamicMACs.at(VLAN20));
-  EXPECT_EQ(1u, ps().getInterfaceInfo(UNKNOWN_ID, info));
-  node().failTypeLookup(true);
-  EXPECT_EQ(1u, ps().getInterfaceInfo(ETH2, info));
-  EXPECT_EQ("eth2", info.name);  // written before the type lookup failed
-  lock().failNextAttempts(1, sim::LockKind::shared);
-  EXPECT_EQ(1u, ps().getInterfaceInfo(ETH1, info));
-}
 
 TEST_F(ReportsTest, ListSkipsTypesThreeAndFourAndInactiveGemsAndFailsOnAListedName) {
   node().setActive(GEM2, false);
