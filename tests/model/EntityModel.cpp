@@ -17,21 +17,6 @@ const int kInternal = 3, kGpon = 4, kGem = 5;
 const uint32_t kMng = 4;
 const Entry kMngEntry = {10, {0x02, 0, 0, 0, 0, 0x01}};
 
-std::string sorted(std::vector<Entry> entries) {
-  std::sort(entries.begin(), entries.end());
-  std::string text;
-  for (const Entry& e : entries) text += " " + Model::describe(e);
-  return text;
-}
-
-std::string settingsText(const Settings& s) {
-  std::ostringstream out;
-  out << s.state << ',' << s.dynamicLimit << ',' << s.staticLimit << ",{";
-  for (const auto& v : s.vlanLimits) out << v.first << '=' << v.second << ';';
-  out << '}';
-  return out.str();
-}
-
 }  // namespace
 
 const std::vector<HostInterface>& Model::hostInterfaces() {
@@ -47,11 +32,26 @@ bool Model::known(uint32_t id) {
   return false;
 }
 
-std::string Model::describe(const Entry& e) {
+std::string describe(const Entry& e) {
   char text[24];
   std::snprintf(text, sizeof text, "v%u/%02x%02x%02x%02x%02x%02x", e.vlan, e.mac[0], e.mac[1],
                 e.mac[2], e.mac[3], e.mac[4], e.mac[5]);
   return text;
+}
+
+std::string describe(std::vector<Entry> entries) {
+  std::sort(entries.begin(), entries.end());
+  std::string text;
+  for (const Entry& e : entries) text += " " + describe(e);
+  return text;
+}
+
+std::string describe(const Settings& s) {
+  std::ostringstream out;
+  out << s.state << ',' << s.dynamicLimit << ',' << s.staticLimit << ",{";
+  for (const auto& v : s.vlanLimits) out << v.first << '=' << v.second << ';';
+  out << '}';
+  return out.str();
 }
 
 bool Model::open() {
@@ -382,16 +382,15 @@ std::string Model::queryMemory(uint32_t id, uint16_t vlan) const {
   int type = 0;
   for (const HostInterface& i : hostInterfaces())
     if (i.id == id) name = i.name, type = i.type;
-  out << "info " << (known(id) ? 0 : 1) << ' ' << name << ' ' << type << ' ' << settingsText(s)
-      << '\n';
+  out << "info " << (known(id) ? 0 : 1) << ' ' << name << ' ' << type << ' ' << describe(s) << '\n';
   const auto list = statics.find(id);
   out << "statics " << (known(id) ? "0" : "1")
-      << (list == statics.end() || !known(id) ? "" : sorted(list->second)) << '\n';
+      << (list == statics.end() || !known(id) ? "" : describe(list->second)) << '\n';
   out << "list 0";
   for (const HostInterface& i : hostInterfaces()) {
     if (i.type == kInternal || i.type == kGpon) continue;
     const auto kept = settings.find(i.id);
-    out << ' ' << i.id << ':' << settingsText(kept == settings.end() ? Settings() : kept->second);
+    out << ' ' << i.id << ':' << describe(kept == settings.end() ? Settings() : kept->second);
   }
   return out.str();
 }
@@ -405,7 +404,7 @@ std::string Model::queryDriver(uint32_t id) {
     std::vector<Entry> entries;
     for (const auto& e : table)
       if (e.second.interface == id + 1 && !e.second.isStatic) entries.push_back(e.first);
-    out << '0' << sorted(entries);
+    out << '0' << describe(entries);
   }
   out << "\nall ";
   if (!command(kTableInfo)) {
@@ -418,7 +417,7 @@ std::string Model::queryDriver(uint32_t id) {
     }
     out << '0';
     for (const auto& perIntf : byInterface)
-      out << ' ' << perIntf.first << ':' << sorted(perIntf.second);
+      out << ' ' << perIntf.first << ':' << describe(perIntf.second);
   }
   out << "\nviolation ";
   if (!known(id) || !command(kGetViolation)) return out.str() + "1 sentinel";
@@ -427,14 +426,14 @@ std::string Model::queryDriver(uint32_t id) {
   return out.str() + "0 " + describe(violation->second);
 }
 
-std::string Model::snapshot() const {
+std::string Observable::text() const {
   std::ostringstream out;
   out << "global " << state << " driver " << driverState << '\n';
-  for (const HostInterface& i : hostInterfaces()) {
+  for (const HostInterface& i : Model::hostInterfaces()) {
     const auto s = settings.find(i.id);
     const auto d = driverInterfaces.find(i.id);
     const DriverInterface di = d == driverInterfaces.end() ? DriverInterface() : d->second;
-    out << "intf " << i.id << " mem " << (s == settings.end() ? "-" : settingsText(s->second))
+    out << "intf " << i.id << " mem " << (s == settings.end() ? "-" : describe(s->second))
         << " drv " << di.enabled << ','
         << (di.hasDynamicLimit ? std::to_string(di.dynamicLimit) : "-") << ','
         << (di.hasStaticLimit ? std::to_string(di.staticLimit) : "-") << ",{";
@@ -443,7 +442,7 @@ std::string Model::snapshot() const {
     out << "} viol " << (violation == violations.end() ? "-" : describe(violation->second)) << '\n';
   }
   for (const auto& list : statics)
-    out << "statics " << list.first << ':' << sorted(list.second) << '\n';
+    out << "statics " << list.first << ':' << describe(list.second) << '\n';
   for (const auto& perIntf : cache)
     for (const auto& perVPort : perIntf.second) {
       out << "cache " << perIntf.first << '.' << perVPort.first << '@' << perVPort.second.carrier

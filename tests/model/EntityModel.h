@@ -66,7 +66,26 @@ struct HostInterface {
   const char* name;
 };
 
-class Model {
+// What an observer sees of the entity and the driver; the model and the
+// system under test each fill one, and compare their texts.
+struct Observable {
+  bool state = false;
+  std::map<uint32_t, Settings> settings;
+  std::map<uint32_t, std::vector<Entry>> statics;
+  Cache cache;
+  bool driverState = false;
+  std::map<uint32_t, DriverInterface> driverInterfaces;
+  std::map<Entry, TableEntry> table;
+  std::map<uint32_t, Entry> violations;
+
+  std::string text() const;
+};
+
+std::string describe(const Entry& entry);
+std::string describe(std::vector<Entry> entries);  // in sorted order
+std::string describe(const Settings& settings);
+
+class Model : public Observable {
  public:
   static const std::vector<HostInterface>& hostInterfaces();
   static bool known(uint32_t id);
@@ -101,11 +120,6 @@ class Model {
   void armOpenFailure() { openFailures = 1; }
   void armRefusal(unsigned long code) { refusedCodes.insert(code); }
 
-  // Everything observable, in the form the system under test reports it.
-  std::string snapshot() const;
-
-  static std::string describe(const Entry& entry);
-
  private:
   bool open();
   bool accept(unsigned long code);
@@ -117,19 +131,9 @@ class Model {
   bool limitReached(uint32_t id, uint16_t vlan) const;
   size_t dynamicCount(uint32_t id, const uint16_t* vlan) const;
 
-  // Host.
+  // The host's VLANs and GEM bindings.
   std::set<uint16_t> vlans{10, 20};
   std::map<std::pair<uint32_t, uint32_t>, uint32_t> gems{{{8, 1}, 9}, {{8, 2}, 10}};
-  // Entity.
-  bool state = false;
-  std::map<uint32_t, Settings> settings;
-  std::map<uint32_t, std::vector<Entry>> statics;
-  Cache cache;
-  // Driver.
-  bool driverState = false;
-  std::map<uint32_t, DriverInterface> driverInterfaces;
-  std::map<Entry, TableEntry> table;
-  std::map<uint32_t, Entry> violations;
   unsigned int openFailures = 0;
   std::set<unsigned long> refusedCodes;
 };

@@ -226,21 +226,19 @@ Entry fromEntry(uint16_t vlan, const unsigned char* mac) {
   return e;
 }
 
-std::string sortedText(const PortSecurity::macEntryList_t& list) {
+std::vector<Entry> fromList(const PortSecurity::macEntryList_t& list) {
   std::vector<Entry> entries;
   for (const PortSecurity::macEntry_t& e : list) entries.push_back(fromEntry(e.vlan, e.mac));
-  std::sort(entries.begin(), entries.end());
-  std::string text;
-  for (const Entry& e : entries) text += " " + Model::describe(e);
-  return text;
+  return entries;
 }
 
-std::string settingsText(const PortSecurity::interfaceSettings_t& s) {
-  std::ostringstream out;
-  out << s.state << ',' << s.limitDynamicMACs << ',' << s.limitStaticMACs << ",{";
-  for (const auto& v : s.vlanLimitDynamicMACs) out << v.first << '=' << v.second << ';';
-  out << '}';
-  return out.str();
+entitymodel::Settings fromSettings(const PortSecurity::interfaceSettings_t& s) {
+  entitymodel::Settings out;
+  out.state = s.state;
+  out.dynamicLimit = s.limitDynamicMACs;
+  out.staticLimit = s.limitStaticMACs;
+  out.vlanLimits.insert(s.vlanLimitDynamicMACs.begin(), s.vlanLimitDynamicMACs.end());
+  return out;
 }
 
 // The entity on a freshly built test node, as EntityTest makes it.
@@ -269,49 +267,38 @@ class Sut {
 
   std::string snapshot() {
     PortSecurity& ps = *entity;
-    std::ostringstream out;
-    bool global = false;
-    ps.getState(global);
-    out << "global " << global << " driver " << driver().globalState() << '\n';
+    entitymodel::Observable seen;
+    ps.getState(seen.state);
+    seen.driverState = driver().globalState();
     PortSecurity::interfaceSettingsMap_t settings;
     ps.getInterfaceSettings(settings);
     for (const entitymodel::HostInterface& i : Model::hostInterfaces()) {
       bool state = false;
-      const bool has = ps.getState(i.id, state) == 0;
+      if (ps.getState(i.id, state) == 0) seen.settings[i.id] = fromSettings(settings[i.id]);
       const sim::DriverInterfaceState d = driver().interfaceState(i.id);
-      out << "intf " << i.id << " mem " << (has ? settingsText(settings[i.id]) : "-") << " drv "
-          << d.enabled << ',' << (d.hasDynamicLimit ? std::to_string(d.dynamicLimit) : "-") << ','
-          << (d.hasStaticLimit ? std::to_string(d.staticLimit) : "-") << ",{";
-      for (const auto& v : d.vlanLimits) out << v.first << '=' << v.second << ';';
+      seen.driverInterfaces[i.id] = {d.enabled,      d.hasDynamicLimit,
+                                     d.dynamicLimit, d.hasStaticLimit,
+                                     d.staticLimit,  {d.vlanLimits.begin(), d.vlanLimits.end()}};
       sim::DriverViolation violation;
-      out << "} viol "
-          << (driver().lastViolation(i.id, violation)
-                  ? Model::describe(fromEntry(violation.vlan, violation.mac.data()))
-                  : "-")
-          << '\n';
+      if (driver().lastViolation(i.id, violation))
+        seen.violations[i.id] = fromEntry(violation.vlan, violation.mac.data());
     }
     PortSecurity::macEntryMap_t statics;
     ps.getStaticMACs(statics);
-    for (const auto& list : statics)
-      out << "statics " << list.first << ':' << sortedText(*list.second) << '\n';
+    for (const auto& list : statics) seen.statics[list.first] = fromList(*list.second);
     PortSecurity::macEntriesCache_t cache;
     ps.getMacEntriesCache(cache);
     for (const auto& perIntf : cache)
       for (const auto& perVPort : perIntf.second) {
-        out << "cache " << perIntf.first << '.' << perVPort.first << '@' << perVPort.second.intfId
-            << ':';
+        entitymodel::VirtualPort& record = seen.cache[perIntf.first][perVPort.first];
+        record.carrier = perVPort.second.intfId;
         for (const auto& c : perVPort.second.entries)
-          out << ' ' << Model::describe(fromEntry(c.vlan, c.mac)) << '=' << c.configured;
-        out << '\n';
+          record.entries.push_back({fromEntry(c.vlan, c.mac), c.configured});
       }
-    std::map<Entry, std::string> table;
     for (const auto& chain : driver().table())
       for (const sim::MacTableEntry& e : chain)
-        table[fromEntry(e.vlan, e.mac.data())] =
-            std::to_string(e.port + 1) + (e.isStatic ? "s" : "d");
-    for (const auto& e : table)
-      out << "table " << Model::describe(e.first) << '@' << e.second << '\n';
-    return out.str();
+        seen.table[fromEntry(e.vlan, e.mac.data())] = {e.port + 1, e.isStatic};
+    return seen.text();
   }
 
  private:
@@ -395,16 +382,17 @@ class Sut {
     info.type = Interfaces::interfaceType(0);
     const unsigned int infoResult = ps.getInterfaceInfo(id, info);
     out << "info " << infoResult << ' ' << info.name << ' ' << info.type << ' '
-        << settingsText(info.settings) << '\n';
+        << entitymodel::describe(fromSettings(info.settings)) << '\n';
     PortSecurity::macEntryList_t statics;
-    out << "statics " << ps.getStaticMACs(id, statics) << sortedText(statics) << '\n';
+    out << "statics " << ps.getStaticMACs(id, statics) << entitymodel::describe(fromList(statics))
+        << '\n';
     std::list<PortSecurity::interfaceInfo_t> all;
     out << "list " << ps.getInterfaceInfo(all);
     for (const PortSecurity::interfaceInfo_t& i : all) {
       unsigned int listedId = 0;
       for (const entitymodel::HostInterface& h : Model::hostInterfaces())
         if (i.name == h.name) listedId = h.id;
-      out << ' ' << listedId << ':' << settingsText(i.settings);
+      out << ' ' << listedId << ':' << entitymodel::describe(fromSettings(i.settings));
     }
     return out.str();
   }
@@ -415,15 +403,17 @@ class Sut {
     std::ostringstream out;
     PortSecurity::macEntryList_t dynamic{sentinel};
     const unsigned int result = ps.getDynamicMACs(id, dynamic);
-    out << "dynamic " << result << (result != 0 ? " sentinel" : sortedText(dynamic)) << '\n';
+    out << "dynamic " << result
+        << (result != 0 ? " sentinel" : entitymodel::describe(fromList(dynamic))) << '\n';
     PortSecurity::macEntryMap_t all{{999, boost::make_shared<PortSecurity::macEntryList_t>()}};
     out << "all " << ps.getDynamicMACs(all);
     for (const auto& perIntf : all)
-      out << ' ' << perIntf.first << ':' << sortedText(*perIntf.second);
+      out << ' ' << perIntf.first << ':' << entitymodel::describe(fromList(*perIntf.second));
     PortSecurity::macEntry_t violation = sentinel;
     out << "\nviolation " << ps.getLastViolation(id, violation) << ' '
-        << (violation == sentinel ? "sentinel"
-                                  : Model::describe(fromEntry(violation.vlan, violation.mac)));
+        << (violation == sentinel
+                ? "sentinel"
+                : entitymodel::describe(fromEntry(violation.vlan, violation.mac)));
     return out.str();
   }
 
@@ -440,14 +430,14 @@ struct Step : rc::state::Command<Model, Sut> {
     Model expected = before;
     const std::string expectedResult = perform(expected, action);
     RC_ASSERT(sut.perform(action) == expectedResult);
-    RC_ASSERT(sut.snapshot() == expected.snapshot());
+    RC_ASSERT(sut.snapshot() == expected.text());
   }
 
   void show(std::ostream& os) const override {
     const Action& a = action;
     os << kOpNames[static_cast<int>(a.op)] << " id=" << a.id << " vlan=" << a.vlan
        << " value=" << a.value << " vport=" << a.vport << " gem=" << a.gem
-       << " entry=" << Model::describe(a.entry) << (a.lockRefused ? " (lock refused)" : "");
+       << " entry=" << entitymodel::describe(a.entry) << (a.lockRefused ? " (lock refused)" : "");
   }
 };
 

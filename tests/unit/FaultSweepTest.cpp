@@ -177,29 +177,6 @@ const char* const CLEAR_LOG =
 
 unsigned int code(bool ok) { return ok ? 0u : 1u; }
 
-TEST_F(FaultSweepTest, SetStateAllKeepsTheInterfacesSwitchedBeforeARefusal) {
-  sweep(
-      nullptr, [&] { return ps().setStateAll(true); }, LOCK_FAILS, {{"intf-state", FAILS}},
-      [&](size_t refused) {
-        PortSecurity::interfaceSettingsMap_t settings;
-        ASSERT_EQ(0u, ps().getInterfaceSettings(settings));
-        size_t index = 0;
-        for (const sim::InterfaceConfig& c : node().interfaces())
-          EXPECT_EQ(++index < refused, settings[c.id].state) << c.id;
-      });
-}
-
-// Adding takes the entry away from the other interface first; a refused add
-// leaves it on neither.
-TEST_F(FaultSweepTest, StaticAddMovingAnEntryLeavesItOnNeitherWhenTheAddIsRefused) {
-  sweep([&] { addStatic(ETH2, VLAN10, {1}); }, [&] { return ps().addStaticEntry(ETH1, E1); },
-        LOCK_FAILS, {{"del", FAILS_KEEPING}, {"add", FAILS}},
-        [&](size_t refused) {
-          EXPECT_EQ(refused == 1 ? Lines{"v10/01"} : Lines{}, staticOn(ETH2));
-          EXPECT_EQ(Lines{}, staticOn(ETH1));
-        });
-}
-
 TEST_F(FaultSweepTest, ClearStopsAtARefusedDeletionAndKeepsTheEarlierOnes) {
   sweep(
       [&] {

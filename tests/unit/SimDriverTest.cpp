@@ -8,8 +8,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <map>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -21,7 +19,6 @@ namespace {
 
 using namespace psdriver;
 using sim::LearnResult;
-typedef std::vector<std::vector<sim::MacTableEntry>> Chains;
 
 sim::MacAddress macOf(uint8_t last) { return sim::MacAddress{0x00, 0x11, 0x22, 0x33, 0x44, last}; }
 
@@ -119,117 +116,6 @@ TEST_F(SimDriverTest, OpensOnlyTheTableHandleAndLeavesOtherDescriptorsToTheSyste
   ::close(pipeEnds[0]);
   ::close(pipeEnds[1]);
   EXPECT_EQ(1u, driver().openHandles());
-}
-
-// The table as one list in insertion order, each chain the entries hashing
-// to its bucket, and counts made by scanning: slow, and plainly right.
-struct ReferenceTable {
-  std::vector<sim::MacTableEntry> entries;
-  uint32_t buckets = sim::MacTable::kDefaultBucketCount;
-  std::map<uint32_t, uint32_t> dynamicLimits;                    // by port
-  std::map<std::pair<uint32_t, uint16_t>, uint32_t> vlanLimits;  // by port and VLAN
-
-  sim::MacTableEntry* find(uint8_t last, uint16_t vlan) {
-    for (sim::MacTableEntry& entry : entries)
-      if (entry.mac == macOf(last) && entry.vlan == vlan) return &entry;
-    return nullptr;
-  }
-  // Dynamic entries of `port`, in `vlan` unless it is 0.
-  uint32_t dynamicOn(uint32_t port, uint16_t vlan = 0) const {
-    uint32_t count = 0;
-    for (const sim::MacTableEntry& e : entries)
-      count += !e.isStatic && e.port == port && (vlan == 0 || e.vlan == vlan);
-    return count;
-  }
-  LearnResult learn(uint32_t port, uint8_t last, uint16_t vlan) {
-    sim::MacTableEntry* existing = find(last, vlan);
-    if (existing != nullptr && (existing->isStatic || existing->port == port))
-      return LearnResult::known;
-    const auto limit = dynamicLimits.find(port);
-    const auto perVlan = vlanLimits.find({port, vlan});
-    if ((limit != dynamicLimits.end() && dynamicOn(port) >= limit->second) ||
-        (perVlan != vlanLimits.end() && dynamicOn(port, vlan) >= perVlan->second))
-      return LearnResult::violation;
-    put({macOf(last), vlan, port, false});
-    return LearnResult::learned;
-  }
-  // Replaces the entry of the same MAC and VLAN in place, or appends.
-  void put(const sim::MacTableEntry& entry) {
-    sim::MacTableEntry* existing = find(entry.mac[5], entry.vlan);
-    if (existing != nullptr)
-      *existing = entry;
-    else
-      entries.push_back(entry);
-  }
-  int deleteStatic(uint32_t port, uint8_t last, uint16_t vlan) {
-    sim::MacTableEntry* existing = find(last, vlan);
-    if (existing == nullptr || !existing->isStatic || existing->port != port) return ENOENT;
-    entries.erase(entries.begin() + (existing - entries.data()));
-    return 0;
-  }
-  Chains chains() const {
-    Chains result(buckets);
-    for (const sim::MacTableEntry& entry : entries)
-      if (buckets != 0)
-        result[sim::Driver::instance().bucketOf(entry.mac, entry.vlan)].push_back(entry);
-    return result;
-  }
-};
-
-// "<last>/<vlan>@<port>[s]" per entry, "|" after each chain.
-std::string text(const Chains& chains) {
-  std::string out;
-  for (const auto& chain : chains) {
-    for (const sim::MacTableEntry& e : chain)
-      out += std::to_string(e.mac[5]) + "/" + std::to_string(e.vlan) + "@" +
-             std::to_string(e.port) + (e.isStatic ? "s " : " ");
-    out += "| ";
-  }
-  return out;
-}
-
-// Random frames, static adds and deletes, moves to static and rehashes, on a
-// small address space so that entries collide, move and come back; after
-// every step the driver's chains, positions and refusals match the reference.
-TEST_F(SimDriverTest, TableMatchesAPlainReferenceThroughRandomCommands) {
-  ReferenceTable reference;
-  ASSERT_EQ(0, setState(1));
-  ASSERT_EQ(0, setIntfState("2", 1));
-  ASSERT_EQ(0, setIntfState("4", 1));
-  ASSERT_EQ(0, setLimit("2", PS_LIMIT_DYNAMIC, 6));
-  ASSERT_EQ(0, setLimit("4", PS_LIMIT_DYNAMIC, 3));
-  reference.dynamicLimits = {{1, 6}, {3, 3}};
-  ASSERT_EQ(0, vlanLimit(PSIOC_SET_VLAN_LIMIT, "2", 2, 2));
-  reference.vlanLimits = {{{1, 2}, 2}};
-  std::mt19937 random(16);
-  auto pick = [&](uint32_t n) { return static_cast<uint32_t>(random() % n); };
-  for (int step = 0; step < 4000; ++step) {
-    const uint32_t port = pick(5);
-    const uint8_t last = static_cast<uint8_t>(pick(24));
-    const uint16_t vlan = static_cast<uint16_t>(1 + pick(3));
-    const std::string intf = std::to_string(port + 1);
-    const uint32_t what = pick(100);
-    if (what < 55) {
-      ASSERT_EQ(reference.learn(port, last, vlan), learn(port, last, vlan)) << "step " << step;
-    } else if (what < 75) {
-      ASSERT_EQ(0, staticEntry(PSIOC_ADD_STATIC, intf, last, vlan));
-      reference.put({macOf(last), vlan, port, true});
-    } else if (what < 93) {
-      const int expected = reference.deleteStatic(port, last, vlan);
-      const int result = staticEntry(PSIOC_DEL_STATIC, intf, last, vlan);
-      ASSERT_EQ(expected, result == 0 ? 0 : errno) << "step " << step;
-    } else if (what < 97) {
-      psMoveArg_t move = recordFor<psMoveArg_t>(intf);
-      ASSERT_EQ(0, send(PSIOC_MOVE_TO_STATIC, &move));
-      for (sim::MacTableEntry& entry : reference.entries)
-        if (entry.port == port) entry.isStatic = true;
-    } else {
-      const uint32_t counts[] = {0, 1, 3, 16, 64};
-      reference.buckets = counts[pick(5)];
-      driver().setBucketCount(reference.buckets);
-    }
-    ASSERT_EQ(text(reference.chains()), text(driver().table())) << "step " << step;
-  }
 }
 
 }  // namespace

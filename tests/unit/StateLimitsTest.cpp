@@ -61,20 +61,6 @@ TEST_F(StateLimitsTest, PerVlanGetterLooksUpTheInterfaceIdCutTo16Bits) {
   EXPECT_EQ(1u, ps().getLimitDynamicMACs(ETH2, VLAN10, limit));  // no settings entry
 }
 
-TEST_F(StateLimitsTest, StaticLimitBelowCachedEntriesIsRefused) {
-  // Entries count while only cached (their VLAN missing), not only once applied.
-  addCached(ETH1, 0, MISSING_VLAN, {1, 2, 3, 4});
-  EXPECT_EQ(7u, ps().setLimitStaticMACs(ETH1, 3));
-  EXPECT_EQ(Lines{}, takeSent());
-  EXPECT_EQ(0u, ps().setLimitStaticMACs(ETH1, 4));
-  EXPECT_EQ(0u, ps().setLimitStaticMACs(ETH2, 0));
-  // A virtual port's entries count for the GEM interface that carries them,
-  // not for the GPON interface they were requested on.
-  addCached(GPON, 1, MISSING_VLAN, {5, 6});
-  EXPECT_EQ(7u, ps().setLimitStaticMACs(GEM1, 1));
-  EXPECT_EQ(0u, ps().setLimitStaticMACs(GPON, 1));
-}
-
 bool isDefault(const PortSecurity::interfaceSettings_t& settings) {
   return !settings.state && settings.limitDynamicMACs == 300 && settings.limitStaticMACs == 20 &&
          settings.vlanLimitDynamicMACs.empty();

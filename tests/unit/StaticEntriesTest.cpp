@@ -85,20 +85,5 @@ TEST_F(HostEventsTest, GponEntryFollowsItsGemInterfaceAndVlan) {
   EXPECT_EQ(Lines{}, takeLogged());
 }
 
-const unsigned short OTHER_MISSING_VLAN = 40;
-
-TEST_F(HostEventsTest, VlanCreatedAppliesOnlyUnappliedEntriesWithACarrier) {
-  addCached(ETH2, 0, MISSING_VLAN, {0x01});
-  addCached(GPON, 3, MISSING_VLAN, {0x02});
-  addCached(ETH1, 0, OTHER_MISSING_VLAN, {0x03});
-  node().addVlanQuietly(MISSING_VLAN);
-  addCached(ETH3, 0, MISSING_VLAN, {0x04});
-  ps().vlanAddEvent("other-bridge", MISSING_VLAN);
-  EXPECT_EQ(Lines{"add 2 v30/01"}, takeSent());
-  EXPECT_EQ((Lines{"1.0@1:v40/03=0", "2.0@2:v30/01=1", "3.0@3:v30/04=1", "8.3@0:v30/02=0"}),
-            cached());
-  EXPECT_EQ(Lines{}, takeLogged());
-}
-
 }  // namespace
 }  // namespace entitytest
