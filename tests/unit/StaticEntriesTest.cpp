@@ -28,16 +28,22 @@ TEST_F(StaticEntriesTest, RequestsRefusedBeforeTheCacheLogByKind) {
   EXPECT_EQ(Lines{}, sentAndCached());
 }
 
-class HostEventsTest : public EntityTest {
- protected:
-  // A handler keeps its own lock for its whole walk, so every command it
-  // sends comes under two: its own and the inner operation's.
-  static bool sentUnderTheHandlersLock() {
-    for (const sim::DriverCommand& command : driver().commands())
-      if (command.held.exclusive < 2) return false;
-    return true;
-  }
-};
+// An operation that walks its entries keeps its own lock for the whole walk,
+// so every command it sends comes under two: its own and the inner one's.
+bool sentUnderTheWalksOwnLock() {
+  for (const sim::DriverCommand& command : sim::Driver::instance().commands())
+    if (command.held.exclusive < 2) return false;
+  return true;
+}
+
+TEST_F(StaticEntriesTest, ClearKeepsItsLockWhileItDeletes) {
+  addStatic(ETH1, VLAN10, {1, 2});
+  ASSERT_EQ(0u, ps().clearStaticEntries());
+  EXPECT_TRUE(sentUnderTheWalksOwnLock());
+  EXPECT_EQ(2u, takeSent().size());
+}
+
+class HostEventsTest : public EntityTest {};
 
 TEST_F(HostEventsTest, GponEntryFollowsItsGemInterfaceAndVlan) {
   // Virtual port 3 has no GEM interface yet and VLAN 30 does not exist.
@@ -53,7 +59,7 @@ TEST_F(HostEventsTest, GponEntryFollowsItsGemInterfaceAndVlan) {
   EXPECT_EQ(Lines{"8.3@9:v30/01=0"}, sentAndCached());
 
   ASSERT_TRUE(node().createVlan(MISSING_VLAN));
-  EXPECT_TRUE(sentUnderTheHandlersLock());
+  EXPECT_TRUE(sentUnderTheWalksOwnLock());
   EXPECT_EQ((Lines{"add 9 v30/01", "8.3@9:v30/01=1"}), sentAndCached());
   EXPECT_EQ(Lines{"v30/01"}, staticOn(GEM1));
 
@@ -62,7 +68,7 @@ TEST_F(HostEventsTest, GponEntryFollowsItsGemInterfaceAndVlan) {
   ASSERT_EQ(0u, ps().setLimitDynamicMACs(GEM1, VLAN10, 5));
   takeSent();
   ASSERT_TRUE(node().deleteVlan(MISSING_VLAN));
-  EXPECT_TRUE(sentUnderTheHandlersLock());
+  EXPECT_TRUE(sentUnderTheWalksOwnLock());
   EXPECT_EQ((Lines{"del 9 v30/01", "del-vlan-limit 9 v30 0", "8.3@9:v30/01=0"}), sentAndCached());
   EXPECT_EQ(Lines{}, staticOn(GEM1));
   EXPECT_EQ((std::map<unsigned short, unsigned int>{{VLAN10, 5}}), vlanLimitsOf(GEM1));
@@ -72,7 +78,7 @@ TEST_F(HostEventsTest, GponEntryFollowsItsGemInterfaceAndVlan) {
 
   // A rebind to the same GEM interface withdraws, then applies again.
   node().raiseGemEvent(GEM1, GPON, 3, Interfaces::GPON_GEM_REBOUND);
-  EXPECT_TRUE(sentUnderTheHandlersLock());
+  EXPECT_TRUE(sentUnderTheWalksOwnLock());
   EXPECT_EQ((Lines{"del 9 v30/01", "add 9 v30/01", "8.3@9:v30/01=1"}), sentAndCached());
   // A bind withdraws nothing, not even from the GEM interface it names.
   node().raiseGemEvent(GEM1, GPON, 3, Interfaces::GPON_GEM_BOUND);
