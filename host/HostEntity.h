@@ -1,7 +1,9 @@
-// An entity of the host's own services (interface registry, network
-// information, bridge): it exists in the host under its name, but keeps no
-// configuration and has nothing to start or stop. Its operations touch no
-// state and are safe from any thread.
+// An entity of the development host's own services (interface registry,
+// network information, bridge): it exists in the host under its name, but
+// keeps no configuration and has nothing to start or stop. Its operations
+// touch no state and are safe from any thread. All inline: a module built
+// against these headers refers to nothing of it, as it could not in a host
+// whose services derive from BLEntity directly.
 #pragma once
 
 #include <list>
@@ -16,12 +18,12 @@ class HostEntity : public BLEntity {
   explicit HostEntity(const std::string& entityName) : BLEntity(entityName) {}
 
   // Accept any setting and change nothing.
-  void applyConfiguration(boost::shared_ptr<Storage::Setting> setting) override;
-  void saveConfiguration(boost::shared_ptr<Storage::Setting> setting) const override;
+  void applyConfiguration(boost::shared_ptr<Storage::Setting>) override {}
+  void saveConfiguration(boost::shared_ptr<Storage::Setting>) const override {}
   // Always true.
-  bool start() override;
-  bool applyDefaultSettings() override;
-  bool stop() override;
+  bool start() override { return true; }
+  bool applyDefaultSettings() override { return true; }
+  bool stop() override { return true; }
   // Empties `dependencies`: a host service needs no other entity.
-  void getDependencies(std::list<std::string>& dependencies) override;
+  void getDependencies(std::list<std::string>& dependencies) override { dependencies.clear(); }
 };

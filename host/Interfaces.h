@@ -3,6 +3,9 @@
 // Every query is safe from any thread.
 #pragma once
 
+#include <list>
+#include <string>
+
 #include <string>
 #include <vector>
 
@@ -38,6 +41,9 @@ class Interfaces : public HostEntity, public singleton<Interfaces> {
   };
 
   Interfaces();
+  // Defined by the host, out of line: the class's vtable and typeinfo are
+  // the host's, and a module that builds the singleton only refers to them.
+  void getDependencies(std::list<std::string>& dependencies) override;
   ~Interfaces() override {}
 
   // Result codes: 0 success, non-zero failure.

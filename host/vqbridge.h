@@ -2,6 +2,9 @@
 // raised when a VLAN is created (post) or is about to be deleted (pre).
 #pragma once
 
+#include <list>
+#include <string>
+
 #include "HostEntity.h"
 #include "Notification.h"
 #include "singleton.h"
@@ -9,6 +12,9 @@
 class vqbridge : public HostEntity, public singleton<vqbridge> {
  public:
   vqbridge();
+  // Defined by the host, out of line: the class's vtable and typeinfo are
+  // the host's, and a module that builds the singleton only refers to them.
+  void getDependencies(std::list<std::string>& dependencies) override;
 
   bool vlanCreated(const char* bridge, unsigned short vlan);
 

@@ -21,11 +21,16 @@ namespace {
 // configuration lives in the driver and in memory.
 void ignoreConfiguration(const boost::shared_ptr<Storage::Setting>&) {}
 
-void logStartFailure(const char* why) {
-  operationLog(LogImpl::logLevel_t(0), "PortSecurity::start", 1)
-      .write("RPC thread not started: ")
-      .write(why)
-      .write("\n");
+// Reporting allocates too: when memory has run out, the result alone says
+// that start() failed, since nothing may be thrown to the host.
+void logStartFailure(const char* why) noexcept {
+  try {
+    operationLog(LogImpl::logLevel_t(0), "PortSecurity::start", 1)
+        .write("RPC thread not started: ")
+        .write(why)
+        .write("\n");
+  } catch (...) {
+  }
 }
 
 }  // namespace
@@ -102,8 +107,4 @@ PortSecurity::settings_t::settings_t() : state(false) {
   for (const Interfaces::Interface& interface : registryInterfaces())
     interfaces.insert(std::make_pair(interface.id, interfaceSettings_t()));
   staticEntries.clear();
-}
-
-bool operator==(PortSecurity::macEntry_t const& a, PortSecurity::macEntry_t const& b) {
-  return a.vlan == b.vlan && std::memcmp(a.mac, b.mac, sizeof a.mac) == 0;
 }

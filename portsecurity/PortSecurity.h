@@ -6,6 +6,7 @@
 // The exceptions are named at each operation.
 #pragma once
 
+#include <cstring>
 #include <list>
 #include <map>
 #include <sstream>
@@ -166,4 +167,7 @@ class PortSecurity : public BLEntity, public singleton<PortSecurity> {
   std::string tableName;
 };
 
-bool operator==(PortSecurity::macEntry_t const& a, PortSecurity::macEntry_t const& b);
+// Inline, so that the module exports no operator of its own.
+inline bool operator==(PortSecurity::macEntry_t const& a, PortSecurity::macEntry_t const& b) {
+  return a.vlan == b.vlan && std::memcmp(a.mac, b.mac, sizeof a.mac) == 0;
+}

@@ -12,6 +12,10 @@ const int kFailed = -1;
 
 Interfaces::Interfaces() : HostEntity("interfaces") {}
 
+void Interfaces::getDependencies(std::list<std::string>& dependencies) {
+  HostEntity::getDependencies(dependencies);
+}
+
 int Interfaces::interfaceListGet(std::vector<Interface>& list) {
   list.clear();
   for (const sim::InterfaceConfig& config : sim::Node::instance().interfaces())

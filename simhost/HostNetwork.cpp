@@ -7,6 +7,10 @@
 
 Network::Network() : HostEntity("network") {}
 
+void Network::getDependencies(std::list<std::string>& dependencies) {
+  HostEntity::getDependencies(dependencies);
+}
+
 int Network::getNetworkInfo(NetworkInfo* info) {
   sim::Node& node = sim::Node::instance();
   const int fault = node.networkInfoFault();

@@ -5,6 +5,10 @@
 
 vqbridge::vqbridge() : HostEntity("vqbridge") {}
 
+void vqbridge::getDependencies(std::list<std::string>& dependencies) {
+  HostEntity::getDependencies(dependencies);
+}
+
 bool vqbridge::vlanCreated(const char* bridge, unsigned short vlan) {
   sim::Node& node = sim::Node::instance();
   return bridge != nullptr && node.bridgeName() == bridge && node.hasVlan(vlan);

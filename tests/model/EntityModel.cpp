@@ -355,8 +355,13 @@ void Model::learn(uint32_t id, const Entry& entry) {
     table[entry] = TableEntry{id, false};
 }
 
-std::string Model::queryMemory(uint32_t id, uint16_t vlan) const {
+std::string Model::queryMemory(uint32_t id, uint16_t vlan, bool lockRefused) const {
   std::ostringstream out;
+  if (lockRefused) {
+    out << "state 1 1\ndynamic 1 12345\nvlan " << vlan << " 1 12345\nstatic 1 12345\n"
+        << "internal 1 12345\ninfo 1 ? 0 " << describe(Settings()) << "\nstatics 1\nlist 1";
+    return out.str();
+  }
   const auto found = settings.find(id);
   const bool has = known(id) && found != settings.end();
   const Settings s = has ? found->second : Settings();
@@ -377,7 +382,7 @@ std::string Model::queryMemory(uint32_t id, uint16_t vlan) const {
           : s.state ? "5 12345"
                     : "0 " + std::to_string(s.staticLimit))
       << '\n';
-  out << "internal " << staticLimitOf(id) << '\n';
+  out << "internal 0 " << staticLimitOf(id) << '\n';
   std::string name = "?";
   int type = 0;
   for (const HostInterface& i : hostInterfaces())
@@ -395,7 +400,8 @@ std::string Model::queryMemory(uint32_t id, uint16_t vlan) const {
   return out.str();
 }
 
-std::string Model::queryDriver(uint32_t id) {
+std::string Model::queryDriver(uint32_t id, bool lockRefused) {
+  if (lockRefused) return "dynamic 1 sentinel\nall 1 999:\nviolation 1 sentinel";
   std::ostringstream out;
   out << "dynamic ";
   if (!known(id) || !command(kTableInfo)) {

@@ -105,8 +105,9 @@ class Model : public Observable {
   uint32_t moveDynamicToStatic(uint32_t id);
   bool applyDefaultSettings();
   // The readers, as text: what each getter answers and leaves in its output.
-  std::string queryMemory(uint32_t id, uint16_t vlan) const;
-  std::string queryDriver(uint32_t id);
+  // With `lockRefused`, every getter's lock is refused.
+  std::string queryMemory(uint32_t id, uint16_t vlan, bool lockRefused) const;
+  std::string queryDriver(uint32_t id, bool lockRefused);
 
   // The world around the entity: the host's events and frames on the wire.
   void createVlan(uint16_t vlan, bool lockRefused);

@@ -78,8 +78,8 @@ struct Action {
 };
 
 bool takesLockFirst(Op op) {
-  return op != Op::SetAll && op != Op::Defaults && op != Op::QueryMemory && op != Op::QueryDriver &&
-         op != Op::Learn && op != Op::ArmOpenFailure && op != Op::ArmRefusal;
+  return op != Op::SetAll && op != Op::Defaults && op != Op::Learn && op != Op::ArmOpenFailure &&
+         op != Op::ArmRefusal;
 }
 
 rc::Gen<Entry> genEntry() {
@@ -155,7 +155,8 @@ Action genAction() {
 
 // What an action answers on the model, as text.
 std::string perform(Model& m, const Action& a) {
-  if (a.lockRefused && a.op != Op::CreateVlan && a.op != Op::DeleteVlan && a.op != Op::Gem)
+  if (a.lockRefused && a.op != Op::CreateVlan && a.op != Op::DeleteVlan && a.op != Op::Gem &&
+      a.op != Op::QueryMemory && a.op != Op::QueryDriver)
     return "1";
   switch (a.op) {
     case Op::SetGlobal:
@@ -185,9 +186,9 @@ std::string perform(Model& m, const Action& a) {
     case Op::Defaults:
       return m.applyDefaultSettings() ? "true" : "false";
     case Op::QueryMemory:
-      return m.queryMemory(a.id, a.vlan);
+      return m.queryMemory(a.id, a.vlan, a.lockRefused);
     case Op::QueryDriver:
-      return m.queryDriver(a.id);
+      return m.queryDriver(a.id, a.lockRefused);
     case Op::Learn:
       m.learn(a.id, a.entry);
       return "";
@@ -259,7 +260,9 @@ class Sut {
   }
 
   std::string perform(const Action& a) {
-    if (a.lockRefused) sim::BusinessLock::instance().failNextAttempts(1);
+    // A query refuses the lock of each of its getters, any other step its own.
+    refuseEachLock = a.lockRefused && (a.op == Op::QueryMemory || a.op == Op::QueryDriver);
+    if (a.lockRefused && !refuseEachLock) sim::BusinessLock::instance().failNextAttempts(1);
     const std::string result = run(a);
     sim::BusinessLock::instance().clearFaults();
     return result;
@@ -367,27 +370,28 @@ class Sut {
     const PortSecurity& ps = *entity;
     std::ostringstream out;
     bool state = true;
-    out << "state " << ps.getState(id, state) << ' ' << state << '\n';
+    out << "state " << (arm(), ps.getState(id, state)) << ' ' << state << '\n';
     unsigned int limit = 12345;
-    out << "dynamic " << ps.getLimitDynamicMACs(id, limit) << ' ' << limit << '\n';
+    out << "dynamic " << (arm(), ps.getLimitDynamicMACs(id, limit)) << ' ' << limit << '\n';
     limit = 12345;
-    const unsigned int vlanResult = ps.getLimitDynamicMACs(id, vlan, limit);
+    const unsigned int vlanResult = (arm(), ps.getLimitDynamicMACs(id, vlan, limit));
     out << "vlan " << vlan << ' ' << vlanResult << ' ' << limit << '\n';
     limit = 12345;
-    out << "static " << ps.getLimitStaticMACs(id, limit) << ' ' << limit << '\n';
-    ps.getStaticMacLimit(id, limit);
-    out << "internal " << limit << '\n';
+    out << "static " << (arm(), ps.getLimitStaticMACs(id, limit)) << ' ' << limit << '\n';
+    limit = 12345;
+    const unsigned int internalResult = (arm(), ps.getStaticMacLimit(id, limit));
+    out << "internal " << internalResult << ' ' << limit << '\n';
     PortSecurity::interfaceInfo_t info;
     info.name = "?";
     info.type = Interfaces::interfaceType(0);
-    const unsigned int infoResult = ps.getInterfaceInfo(id, info);
+    const unsigned int infoResult = (arm(), ps.getInterfaceInfo(id, info));
     out << "info " << infoResult << ' ' << info.name << ' ' << info.type << ' '
         << entitymodel::describe(fromSettings(info.settings)) << '\n';
     PortSecurity::macEntryList_t statics;
-    out << "statics " << ps.getStaticMACs(id, statics) << entitymodel::describe(fromList(statics))
-        << '\n';
+    out << "statics " << (arm(), ps.getStaticMACs(id, statics))
+        << entitymodel::describe(fromList(statics)) << '\n';
     std::list<PortSecurity::interfaceInfo_t> all;
-    out << "list " << ps.getInterfaceInfo(all);
+    out << "list " << (arm(), ps.getInterfaceInfo(all));
     for (const PortSecurity::interfaceInfo_t& i : all) {
       unsigned int listedId = 0;
       for (const entitymodel::HostInterface& h : Model::hostInterfaces())
@@ -402,21 +406,26 @@ class Sut {
     const PortSecurity::macEntry_t sentinel = {7, {7, 7, 7, 7, 7, 7}};
     std::ostringstream out;
     PortSecurity::macEntryList_t dynamic{sentinel};
-    const unsigned int result = ps.getDynamicMACs(id, dynamic);
+    const unsigned int result = (arm(), ps.getDynamicMACs(id, dynamic));
     out << "dynamic " << result
         << (result != 0 ? " sentinel" : entitymodel::describe(fromList(dynamic))) << '\n';
     PortSecurity::macEntryMap_t all{{999, boost::make_shared<PortSecurity::macEntryList_t>()}};
-    out << "all " << ps.getDynamicMACs(all);
+    out << "all " << (arm(), ps.getDynamicMACs(all));
     for (const auto& perIntf : all)
       out << ' ' << perIntf.first << ':' << entitymodel::describe(fromList(*perIntf.second));
     PortSecurity::macEntry_t violation = sentinel;
-    out << "\nviolation " << ps.getLastViolation(id, violation) << ' '
-        << (violation == sentinel
-                ? "sentinel"
-                : entitymodel::describe(fromEntry(violation.vlan, violation.mac)));
+    out << "\nviolation " << (arm(), ps.getLastViolation(id, violation)) << ' ';
+    const std::string seen = entitymodel::describe(fromEntry(violation.vlan, violation.mac));
+    out << (seen == entitymodel::describe(fromEntry(sentinel.vlan, sentinel.mac)) ? "sentinel"
+                                                                                  : seen);
     return out.str();
   }
 
+  void arm() const {
+    if (refuseEachLock) sim::BusinessLock::instance().failNextAttempts(1);
+  }
+
+  bool refuseEachLock = false;
   alignas(PortSecurity) unsigned char storage[sizeof(PortSecurity)];
   PortSecurity* entity = nullptr;
 };

@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -23,6 +25,10 @@ namespace {
 
 // While set, this process can create no thread: pthread_create is interposed.
 std::atomic<bool> refuseThreads{false};
+// While set, a refused thread also leaves the process without memory: every
+// operator new after the refusal throws, until the test clears it.
+std::atomic<bool> starveAfterRefusal{false};
+std::atomic<bool> starving{false};
 
 typedef int (*createThread_t)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
 
@@ -30,11 +36,26 @@ typedef int (*createThread_t)(pthread_t*, const pthread_attr_t*, void* (*)(void*
 
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                               void* (*routine)(void*), void* argument) {
-  if (refuseThreads) return EAGAIN;
+  if (refuseThreads) {
+    if (starveAfterRefusal) starving = true;
+    return EAGAIN;
+  }
   static const createThread_t next =
       reinterpret_cast<createThread_t>(dlsym(RTLD_NEXT, "pthread_create"));
   return next(thread, attributes, routine, argument);
 }
+
+// The process's allocator, the module's included; the sized and array forms
+// of the library come here too.
+void* operator new(std::size_t size) {
+  void* memory = starving ? nullptr : std::malloc(size == 0 ? 1 : size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+// Paired with the operator new above, which GCC cannot see.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
@@ -114,6 +135,17 @@ TEST_F(EntitySlotsTest, StartWithoutItsThreadGivesFalseAndOneLogLineAndLeavesNot
 
   EXPECT_TRUE(entity->stop());
   EXPECT_TRUE(entity->start());
+  EXPECT_TRUE(entity->stop());
+
+  // Nothing escapes even when reporting the failure runs out of memory.
+  refuseThreads = true;
+  starveAfterRefusal = true;
+  const bool started = entity->start();
+  starving = false;
+  starveAfterRefusal = false;
+  refuseThreads = false;
+  EXPECT_FALSE(started);
+  hostside::takeLogLines();
   EXPECT_TRUE(entity->stop());
 }
 

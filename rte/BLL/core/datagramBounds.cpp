@@ -21,7 +21,7 @@ namespace {
 
 typedef std::remove_const_t<std::remove_pointer_t<decltype(SVCXPRT::xp_ops)>> transportOps_t;
 
-// The library's UDP buffer: a longer datagram could only be served cut short.
+// The library's UDP buffer: a longer datagram is served cut to its length.
 const size_t kLargestDatagram = UDPMSGSIZE;
 
 // The datagram being served on this thread. The loop receives a request and
@@ -42,18 +42,15 @@ transportOps_t boundedOps;
 // Consumes the datagram at the head of the queue without serving it.
 void dropDatagram(int sock) { (void)recv(sock, nullptr, 0, MSG_DONTWAIT); }
 
-// Peeks the next datagram into `served`. False when it cannot be a whole
-// request: too long, or a call header that does not fit in it.
+// Peeks the next datagram into `served`. False when it cannot be a request:
+// a call header that does not fit in it. A datagram longer than the buffer
+// is served from its first bytes, as the library itself receives it.
 bool peekWholeRequest(int sock) {
   ssize_t length;
   do {
-    length = recv(sock, served.bytes, sizeof served.bytes, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
+    length = recv(sock, served.bytes, sizeof served.bytes, MSG_PEEK | MSG_DONTWAIT);
   } while (length < 0 && errno == EINTR);
   if (length < 0) return false;
-  if (static_cast<size_t>(length) > sizeof served.bytes) {
-    dropDatagram(sock);
-    return false;
-  }
   served.length = static_cast<u_int>(length);
 
   char credentials[MAX_AUTH_BYTES];

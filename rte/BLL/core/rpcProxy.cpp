@@ -16,8 +16,8 @@
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/thread/thread_time.hpp>
 
-#include "host/BLLManager.h"
-#include "host/singleton.h"
+#include "BLLManager.h"
+#include "singleton.h"
 
 namespace {
 
