@@ -245,14 +245,7 @@ entitymodel::Settings fromSettings(const PortSecurity::interfaceSettings_t& s) {
 // The entity on a freshly built test node, as EntityTest makes it.
 class Sut {
  public:
-  Sut() {
-    sim::reset();
-    sim::LogRecorder::instance().setEcho(false);
-    buildTestNode();
-    std::memset(storage, 0, sizeof storage);
-    entity = new (storage) PortSecurity();
-    forwardHostEventsTo(entity);
-  }
+  Sut() : entity(buildTestEntity(storage)) {}
   ~Sut() {
     forwardHostEventsTo(nullptr);
     entity->~PortSecurity();

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "BLLManager.h"
 #include "BusinessLock.h"
 #include "PortSecurity.h"
 #include "RpcTestSupport.h"
@@ -44,6 +45,14 @@ std::string text(const rpcPSIntfSettings& s) {
   for (u_int i = 0; i < s.vlans.vlans_len; ++i)
     out << ' ' << s.vlans.vlans_val[i].vlan << '=' << s.vlans.vlans_val[i].limit;
   return out.str() + "]";
+}
+
+// A list reply's elements, as text.
+template <class Reply>
+std::string listText(const Reply& reply) {
+  std::string all;
+  for (u_int n = 0; n < reply.list.list_len; ++n) all += text(reply.list.list_val[n]);
+  return all;
 }
 
 // A reply: its code, and the rest of the record as text.
@@ -111,29 +120,17 @@ const std::vector<Procedure>& procedures() {
        [](CLIENT* c, unsigned int) {
          return take(rpc_ps_get_interface_settings_all_1(c),
                      xdrRoutine(xdr_rpcResultPSIntfSettingsList),
-                     [](const rpcResultPSIntfSettingsList& r) {
-                       std::string all;
-                       for (u_int n = 0; n < r.list.list_len; ++n) all += text(r.list.list_val[n]);
-                       return all;
-                     });
+                     listText<rpcResultPSIntfSettingsList>);
        }},
       {13, false, false, 0, OnFailure::keepsLast,
        [](CLIENT* c, unsigned int i) {
          return take(rpc_ps_get_macs_dynamic_1(i, c), xdrRoutine(xdr_rpcResultPSMacEntryList),
-                     [](const rpcResultPSMacEntryList& r) {
-                       std::string all;
-                       for (u_int n = 0; n < r.list.list_len; ++n) all += text(r.list.list_val[n]);
-                       return all;
-                     });
+                     listText<rpcResultPSMacEntryList>);
        }},
       {14, false, false, 0, OnFailure::keepsLast,
        [](CLIENT* c, unsigned int i) {
          return take(rpc_ps_get_macs_static_1(i, c), xdrRoutine(xdr_rpcResultPSMacEntryList),
-                     [](const rpcResultPSMacEntryList& r) {
-                       std::string all;
-                       for (u_int n = 0; n < r.list.list_len; ++n) all += text(r.list.list_val[n]);
-                       return all;
-                     });
+                     listText<rpcResultPSMacEntryList>);
        }},
       {15, false, false, 0, OnFailure::zeroed,
        [](CLIENT* c, unsigned int i) {
@@ -177,10 +174,14 @@ class ProcedureTableTest : public ::testing::TestWithParam<const char*> {
   // The entity is the process's singleton: it is built anew in its place, as
   // at load, so that no case sees what another one left.
   static void dropEverything() {
-    PortSecurity& ps = PortSecurity::instance();
-    ps.~PortSecurity();
-    std::memset(static_cast<void*>(&ps), 0, sizeof ps);
-    new (&ps) PortSecurity();
+    {
+      // Under the host's lock, which the serving thread took to read it.
+      BLLManager::exclusiveLock_t lock;
+      PortSecurity& ps = PortSecurity::instance();
+      ps.~PortSecurity();
+      std::memset(static_cast<void*>(&ps), 0, sizeof ps);
+      new (&ps) PortSecurity();
+    }
     sim::reset();
   }
 

@@ -127,16 +127,21 @@ inline void forwardHostEventsTo(PortSecurity* entity) {
       });
 }
 
+// A reset node, and a fresh entity built in `storage` as the host builds its
+// singleton (in zero-filled storage), with the host's events sent to it.
+inline PortSecurity* buildTestEntity(unsigned char (&storage)[sizeof(PortSecurity)]) {
+  sim::reset();
+  sim::LogRecorder::instance().setEcho(false);
+  buildTestNode();
+  std::memset(storage, 0, sizeof storage);
+  PortSecurity* entity = new (storage) PortSecurity();
+  forwardHostEventsTo(entity);
+  return entity;
+}
+
 class EntityTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    sim::reset();
-    sim::LogRecorder::instance().setEcho(false);
-    buildTestNode();
-    std::memset(storage, 0, sizeof storage);
-    entity = new (storage) PortSecurity();
-    forwardHostEventsTo(entity);
-  }
+  void SetUp() override { entity = buildTestEntity(storage); }
 
   void TearDown() override {
     forwardHostEventsTo(nullptr);
