@@ -45,7 +45,7 @@ const std::vector<Command>& commandTable() {
        runStaticAdd},
       {{"static", "del"}, 3, 5, "ID MAC VLAN [vport N]", "remove a static entry", runStaticDel},
       {{"static", "list"}, 1, 1, "ID", "static entries applied on an interface", runListStatic},
-      {{"learned"}, 1, 1, "ID", "MAC addresses learned on an interface", runListLearned},
+      {{"learned"}, 1, 1, "ID", "learned on driver port ID (interface ID+1)", runListLearned},
       {{"violation"}, 1, 1, "ID", "the last violation seen on an interface", runViolation},
       {{"move-to-static"},
        1,
