@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -41,9 +42,17 @@ void send(CLIENT* client, std::atomic<unsigned int>& lost, rpcproc_t procedure,
   clnt_freeres(client, xdrRoutine(decode), reinterpret_cast<char*>(&result));
 }
 
+// The library's client creation shares static data between threads (its
+// port-mapper lookup), so clients are made one at a time.
+CLIENT* connectAlone(const char* transport) {
+  static std::mutex creating;
+  std::lock_guard<std::mutex> guard(creating);
+  return connect(transport);
+}
+
 // One client's rounds on its own connection.
 void clientRounds(const char* transport, unsigned int client, std::atomic<unsigned int>& lost) {
-  CLIENT* rpc = connect(transport);
+  CLIENT* rpc = connectAlone(transport);
   if (rpc == nullptr) {
     lost += kRounds;
     return;
