@@ -5,8 +5,6 @@
 
 #include <list>
 #include <string>
-
-#include <string>
 #include <vector>
 
 #include "HostEntity.h"
