@@ -10,6 +10,24 @@
 #   MANDIR/man1/          psctl.1.gz, pshost.1.gz
 #   bash completion       psctl
 
+# Debian tools take the maintainer from DEBFULLNAME and DEBEMAIL; without
+# them, the one who builds is named as git knows them.
+set(PS_DEFAULT_MAINTAINER "$ENV{DEBFULLNAME} <$ENV{DEBEMAIL}>")
+if(NOT DEFINED ENV{DEBEMAIL} OR NOT DEFINED ENV{DEBFULLNAME})
+  execute_process(COMMAND git config user.name WORKING_DIRECTORY ${CMAKE_SOURCE_DIR}
+                  OUTPUT_VARIABLE ps_name OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+  execute_process(COMMAND git config user.email WORKING_DIRECTORY ${CMAKE_SOURCE_DIR}
+                  OUTPUT_VARIABLE ps_email OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+  if(ps_name AND ps_email)
+    set(PS_DEFAULT_MAINTAINER "${ps_name} <${ps_email}>")
+  else()
+    cmake_host_system_information(RESULT ps_host QUERY FQDN)
+    set(PS_DEFAULT_MAINTAINER "portsecurity developers <portsecurity@${ps_host}>")
+  endif()
+endif()
+set(PS_PACKAGE_MAINTAINER "${PS_DEFAULT_MAINTAINER}" CACHE STRING
+    "Maintainer of the Debian packages, as \"Name <address>\"")
+
 set(PS_PLUGIN_DIR ${CMAKE_INSTALL_LIBDIR}/portsecurity)
 set(PS_MODULE_PACKAGE portsecurity-module)
 set(PS_TOOLS_PACKAGE portsecurity-tools)
@@ -67,6 +85,7 @@ foreach(page psctl.1 pshost.1)
           COMPONENT tools)
 endforeach()
 configure_file(packaging/changelog.in ${PS_PACKAGING_OUT}/changelog @ONLY)
+configure_file(packaging/copyright.in ${PS_PACKAGING_OUT}/copyright @ONLY)
 add_custom_command(
   OUTPUT ${PS_PACKAGING_OUT}/changelog.gz
   COMMAND ${GZIP} -9nc ${PS_PACKAGING_OUT}/changelog > ${PS_PACKAGING_OUT}/changelog.gz
@@ -76,6 +95,6 @@ add_custom_target(compressed_docs ALL DEPENDS ${PS_COMPRESSED})
 
 foreach(component module tools)
   string(TOUPPER ${component} upper)
-  install(FILES packaging/copyright ${PS_PACKAGING_OUT}/changelog.gz
+  install(FILES ${PS_PACKAGING_OUT}/copyright ${PS_PACKAGING_OUT}/changelog.gz
           DESTINATION ${PS_${upper}_DOCDIR} COMPONENT ${component})
 endforeach()

@@ -42,8 +42,7 @@ toolchain=cmake/aarch64-linux-gnu.cmake
 if [ -f "$toolchain" ] && command -v aarch64-linux-gnu-g++ >/dev/null &&
    dpkg-query -W -f='${Status}\n' libtirpc-dev:arm64 libboost-thread-dev:arm64 2>/dev/null |
      grep -c "install ok installed" | grep -q 2; then
-  build_packages build-package-arm64 arm64 -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
-    -DCMAKE_INSTALL_LIBDIR=lib/aarch64-linux-gnu
+  build_packages build-package-arm64 arm64 -DCMAKE_TOOLCHAIN_FILE="$toolchain"
 else
   echo "package.sh: skipping arm64: needs $toolchain and the cross packages (scripts/install-cross-deps.sh)"
 fi
