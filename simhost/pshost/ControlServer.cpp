@@ -118,7 +118,10 @@ void ControlServer::open() {
   }
   listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (listener < 0) throw socketError(path, std::strerror(errno));
-  if (::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+  // The channel injects faults and plays the world: owner only, whatever the
+  // umask. The socket's mode before bind is the file's (less the umask).
+  if (::fchmod(listener, S_IRUSR | S_IWUSR) != 0 ||
+      ::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
       ::listen(listener, 16) != 0) {
     std::string reason = std::strerror(errno);
     ::close(listener);

@@ -31,23 +31,40 @@ std::set<std::pair<unsigned long, unsigned long>> transportPorts() {
   return ports;
 }
 
-}  // namespace
-
-void withdrawRegistrations() {
-  std::set<std::pair<unsigned long, unsigned long>> ports = transportPorts();
-  if (ports.empty()) return;
+sockaddr_in loopbackPortMapper() {
   sockaddr_in mapper = {};
   mapper.sin_family = AF_INET;
   mapper.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   mapper.sin_port = htons(PMAPPORT);
+  return mapper;
+}
+
+void freeMaps(pmaplist* maps) {
+  if (maps != nullptr)
+    xdr_free(reinterpret_cast<xdrproc_t>(reinterpret_cast<void (*)()>(xdr_pmaplist)),
+             reinterpret_cast<char*>(&maps));
+}
+
+}  // namespace
+
+bool portMapperAnswers() {
+  sockaddr_in mapper = loopbackPortMapper();
+  // A running port mapper lists at least its own program.
+  pmaplist* maps = pmap_getmaps(&mapper);
+  freeMaps(maps);
+  return maps != nullptr;
+}
+
+void withdrawRegistrations() {
+  std::set<std::pair<unsigned long, unsigned long>> ports = transportPorts();
+  if (ports.empty()) return;
+  sockaddr_in mapper = loopbackPortMapper();
   std::set<std::pair<unsigned long, unsigned long>> programs;
   pmaplist* maps = pmap_getmaps(&mapper);
   for (pmaplist* entry = maps; entry != nullptr; entry = entry->pml_next)
     if (ports.count({entry->pml_map.pm_port, entry->pml_map.pm_prot}) != 0)
       programs.insert({entry->pml_map.pm_prog, entry->pml_map.pm_vers});
-  if (maps != nullptr)
-    xdr_free(reinterpret_cast<xdrproc_t>(reinterpret_cast<void (*)()>(xdr_pmaplist)),
-             reinterpret_cast<char*>(&maps));
+  freeMaps(maps);
   for (const auto& program : programs) pmap_unset(program.first, program.second);
 }
 

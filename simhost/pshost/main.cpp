@@ -63,6 +63,10 @@ int run(const pshost::HostOptions& options, const sigset_t& stopSignals) {
   }
   std::fprintf(stderr, "pshost: loaded %s, version %s\n", modulePath.c_str(),
                moduleVersion.c_str());
+  if (!pshost::portMapperAnswers())
+    std::fprintf(stderr,
+                 "pshost: no port mapper answers on 127.0.0.1 port 111, so the RPC program "
+                 "cannot be published: start rpcbind (rpcbind -w) and restart pshost\n");
   std::vector<std::string> entities = pshost::startEntities();
   RPCProxy receiveLoop(noPrograms, "BLLManager_mng");
   receiveLoop.start();

@@ -42,15 +42,44 @@ libraries=$(ldd "$root/bin/pshost")
 grep -qF "libsimhost.so => $root/" <<<"$libraries" ||
   fail "pshost does not find the installed libsimhost: $(grep simhost <<<"$libraries")"
 # pshost loads the installed module by default and serves on the default node.
-"$root/bin/pshost" --control "$work/ctl" 2>"$work/pshost.err" &
+# Readiness is read on its own control socket: a port mapper may also know a
+# server from another checkout. Under umask 000 the socket is still the
+# owner's alone: the channel injects faults.
+(umask 000 && exec "$root/bin/pshost" --control "$work/ctl") 2>"$work/pshost.err" &
 host=$!
-for _ in $(seq 50); do "$root/bin/psctl" ping >/dev/null 2>&1 && break; sleep 0.1; done
-interfaces=$("$root/bin/psctl" --control "$work/ctl" sim interfaces)
+interfaces=
+for _ in $(seq 50); do
+  [ -S "$work/ctl" ] && interfaces=$("$root/bin/psctl" --control "$work/ctl" sim interfaces 2>&1) &&
+    break
+  sleep 0.1
+done
+if [ -z "$interfaces" ]; then
+  kill $host 2>/dev/null
+  echo "FAIL: installed pshost did not answer on its control socket within 5 s: $(cat "$work/pshost.err")"
+  exit 1
+fi
 grep -q "gem2.2" <<<"$interfaces" || fail "installed pshost: no default node"
+[ "$(stat -c %a "$work/ctl")" = 600 ] || fail "control socket mode under umask 000: $(stat -c %A "$work/ctl")"
 kill $host
 wait $host || fail "installed pshost: exit status $?"
 grep -q "^pshost: loaded $root/bin/../$libdir/portsecurity/libportsecurity.so, version " \
   "$work/pshost.err" || fail "installed pshost: $(head -1 "$work/pshost.err")"
+
+# With no port mapper (a network namespace of its own, loopback up), pshost
+# names the likely cause in one line and keeps running.
+if unshare --net true 2>/dev/null && command -v ip >/dev/null; then
+  unshare --net sh -c 'ip link set lo up && exec "$1" --control "$2"' _ "$root/bin/pshost" \
+    "$work/ctl2" 2>"$work/alone.err" &
+  alone=$!
+  for _ in $(seq 50); do grep -q "^pshost: running" "$work/alone.err" && break; sleep 0.1; done
+  grep -q "^pshost: no port mapper answers on 127.0.0.1 port 111, .*: start rpcbind" "$work/alone.err" ||
+    fail "pshost without a port mapper: $(cat "$work/alone.err")"
+  kill -0 $alone 2>/dev/null || fail "pshost without a port mapper stopped"
+  kill $alone 2>/dev/null
+  wait $alone
+else
+  echo "no-port-mapper check skipped: cannot make a network namespace here"
+fi
 
 # The man pages render without warnings and show their commands.
 for page in psctl pshost; do
