@@ -80,6 +80,26 @@ RunResult run(std::vector<std::string> argv) {
   return result;
 }
 
+Background::Background(const std::vector<std::string>& argv)
+    : pid(spawn(commandLine(argv), dir.file("out"), dir.file("err"))) {}
+
+Background::~Background() {
+  if (pid > 0) stop(SIGKILL);
+}
+
+std::string Background::out() const { return readFile(dir.file("out")); }
+
+RunResult Background::stop(int signal) {
+  RunResult result;
+  int status = 0;
+  if (pid > 0 && ::kill(pid, signal) == 0 && ::waitpid(pid, &status, 0) == pid && WIFEXITED(status))
+    result.status = WEXITSTATUS(status);
+  pid = -1;
+  result.out = out();
+  result.err = readFile(dir.file("err"));
+  return result;
+}
+
 Pshost::Pshost(const std::string& node) {
   std::vector<std::string> argv = {"pshost", "--control", dir.file("control")};
   if (!node.empty()) argv.insert(argv.end(), {"--node", dir.write("node.json", node)});

@@ -59,6 +59,21 @@ struct TempDir {
   std::string path;
 };
 
+// A program of this build left running, its output captured, until stop().
+class Background {
+ public:
+  explicit Background(const std::vector<std::string>& argv);
+  ~Background();  // SIGKILL when still running
+  Background(const Background&) = delete;
+
+  std::string out() const;     // standard output so far
+  RunResult stop(int signal);  // sends `signal` and waits for the end
+
+ private:
+  TempDir dir;
+  pid_t pid = -1;
+};
+
 // One pshost process with a control socket of its own.
 class Pshost {
  public:

@@ -1,6 +1,11 @@
 // psctl against a running pshost, over TCP and over UDP: what an operator
 // types, what comes back, and the exit status.
+#include <signal.h>
+
 #include <algorithm>
+#include <chrono>
+#include <regex>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -109,6 +114,50 @@ INSTANTIATE_TEST_SUITE_P(Transports, PsctlTest, ::testing::Values("--tcp", "--ud
                            return std::string(info.param + 2);
                          });
 
+// Violations come one learned frame at a time until the monitor, whose first
+// reading is its baseline, reports one; the next one must follow it.
+TEST(PsctlMonitorTest, PrintsEachNewViolationOnceUntilInterrupted) {
+  e2e::Pshost host(e2e::kTestNode);
+  ASSERT_TRUE(host.ready());
+  for (const Lines& setting :
+       {Lines{"state", "on"}, Lines{"state", "2", "on"}, Lines{"limit", "2", "dynamic", "1"}})
+    ASSERT_EQ(0, host.psctl(setting).status) << setting[0];
+  // Interface 2 is the driver's port 1; cc:00 fills the limit, cc:01 is
+  // recorded before the monitors start.
+  ASSERT_EQ("learned\nok\n", host.sim("learn 1 02:00:00:00:cc:00 100").out);
+  ASSERT_EQ("violation\nok\n", host.sim("learn 1 02:00:00:00:cc:01 100").out);
+  e2e::Background every({"psctl", "monitor", "--interval", "0.1"});
+  e2e::Background oneObjectALine({"psctl", "--json", "monitor", "3", "2", "--interval=0.1"});
+
+  int mac = 2;
+  for (; mac < 100 && (every.out().empty() || oneObjectALine.out().empty()); ++mac) {
+    host.sim("learn 1 02:00:00:00:cc:" + std::to_string(mac) + " 100");
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  host.sim("learn 1 02:00:00:00:ee:01 100");
+  for (int wait = 0; wait < 100 && oneObjectALine.out().find("ee:01") == std::string::npos; ++wait)
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+
+  const RunResult text = every.stop(SIGINT), lines = oneObjectALine.stop(SIGINT);
+  EXPECT_EQ(0, text.status) << text.err;
+  EXPECT_EQ(0, lines.status) << lines.err;
+  std::vector<json> objects;
+  for (const std::string& line : lines.lines()) objects.push_back(json::parse(line));
+  ASSERT_EQ(2u, objects.size()) << lines.out;
+  EXPECT_EQ(2, objects[0]["interface"]);
+  EXPECT_EQ("eth2", objects[0]["name"]);
+  EXPECT_NE("02:00:00:00:cc:01", objects[0]["mac"]);  // the baseline
+  EXPECT_EQ("02:00:00:00:ee:01", objects[1]["mac"]);
+  EXPECT_EQ(100, objects[1]["vlan"]);
+  EXPECT_TRUE(std::regex_match(objects[1]["time"].get<std::string>(),
+                               std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d[+-]\d{4})")));
+  const Lines printed = text.lines();
+  ASSERT_EQ(2u, printed.size()) << text.out;
+  EXPECT_NE(std::string::npos,
+            printed[1].find(" violation on interface 2 (eth2): 02:00:00:00:ee:01 in VLAN 100"))
+      << printed[1];
+}
+
 TEST(PsctlUsageTest, WrongCommandLinesExitWithUsageStatus) {
   // No host is needed: these never reach the service.
   for (const Lines& args : std::vector<Lines>{{"frobnicate"},
@@ -117,6 +166,8 @@ TEST(PsctlUsageTest, WrongCommandLinesExitWithUsageStatus) {
                                               {"limit", "2", "dynamic", "-1"},
                                               {"state", "2", "maybe"},
                                               {"--timeout", "0", "ping"},
+                                              {"monitor", "2", "--interval", "0"},
+                                              {"monitor", "--follow"},
                                               {"--bogus", "ping"},
                                               {}}) {
     Lines argv = {"psctl"};

@@ -98,11 +98,12 @@ if [ -f /usr/share/bash-completion/bash_completion ]; then
              COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); COMP_LINE="$*"; COMP_POINT=${#COMP_LINE}
              _psctl; echo "${COMPREPLY[*]}"' _ "$root/share/bash-completion/completions/psctl" "$@"
   }
-  [ "$(complete_words psctl mo)" = "move-to-static" ] || fail "completion: 'psctl mo'"
+  [ "$(complete_words psctl mov)" = "move-to-static" ] || fail "completion: 'psctl mov'"
   [ "$(complete_words psctl --json static "")" = "add del list" ] ||
     fail "completion: 'psctl --json static': '$(complete_words psctl --json static "")'"
   [ "$(complete_words psctl limit 2 "")" = "dynamic static" ] || fail "completion: 'psctl limit 2'"
   [ "$(complete_words psctl --u)" = "--udp" ] || fail "completion: 'psctl --u'"
+  [ "$(complete_words psctl monitor 2 --i)" = "--interval" ] || fail "completion: 'psctl monitor 2 --i'"
 else
   echo "completion checks skipped: bash-completion is not installed"
 fi

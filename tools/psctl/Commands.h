@@ -36,6 +36,7 @@ int runShowOne(const Options& options, const Arguments& args);
 int runListStatic(const Options& options, const Arguments& args);
 int runListLearned(const Options& options, const Arguments& args);
 int runViolation(const Options& options, const Arguments& args);
+int runMonitor(const Options& options, const Arguments& args);
 
 int runGetState(const Options& options, const Arguments& args);
 int runSetState(const Options& options, const Arguments& args);

@@ -14,15 +14,6 @@ void splitOption(const std::string& arg, std::string& name, std::string& value, 
   value = hasValue ? arg.substr(equals + 1) : std::string();
 }
 
-double parseTimeout(const std::string& text) {
-  char* end = nullptr;
-  errno = 0;
-  double seconds = std::strtod(text.c_str(), &end);
-  if (text.empty() || *end != '\0' || errno != 0 || !(seconds > 0) || seconds > 3600)
-    throw UsageError("bad timeout '" + text + "' (expected seconds, more than 0, at most 3600)");
-  return seconds;
-}
-
 }  // namespace
 
 Options parseOptions(int argc, char** argv) {
@@ -49,7 +40,7 @@ Options parseOptions(int argc, char** argv) {
       if (value.empty()) throw UsageError("option --host needs a host name");
       options.host = value;
     } else if (name == "--timeout") {
-      options.timeoutSeconds = parseTimeout(value);
+      options.timeoutSeconds = parseSeconds(value, "timeout");
     } else if (name == "--control") {
       if (value.empty()) throw UsageError("option --control needs a path");
       options.controlPath = value;
@@ -69,6 +60,16 @@ Options parseOptions(int argc, char** argv) {
   }
   options.command.assign(argv + i, argv + argc);
   return options;
+}
+
+double parseSeconds(const std::string& text, const std::string& what) {
+  char* end = nullptr;
+  errno = 0;
+  double seconds = std::strtod(text.c_str(), &end);
+  if (text.empty() || *end != '\0' || errno != 0 || !(seconds > 0) || seconds > 3600)
+    throw UsageError("bad " + what + " '" + text +
+                     "' (expected seconds, more than 0, at most 3600)");
+  return seconds;
 }
 
 unsigned int parseUnsigned(const std::string& text, const std::string& what, unsigned long max) {

@@ -40,5 +40,6 @@ Options parseOptions(int argc, char** argv);
 unsigned int parseUnsigned(const std::string& text, const std::string& what,
                            unsigned long max = 0xffffffffUL);
 unsigned short parseVlan(const std::string& text);
+double parseSeconds(const std::string& text, const std::string& what);
 
 }  // namespace psctl
