@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # The packet-analyser dissector against a stored psctl session (made by
 # make-capture.sh): every procedure is named on TCP, arguments and results are
-# decoded to the values psctl sent and got, and cut-off records are flagged,
-# not fatal. Exit 77 (skipped) where tshark is not installed.
+# decoded to the values psctl sent and got, refused calls say why, values the
+# server reads differently and trailing bytes are flagged, replies are matched
+# within their conversation, a port-mapper GETPORT lookup does not hide the
+# program, and cut-off records are flagged, not fatal. Exit 77 (skipped) where
+# tshark is not installed.
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 script=$here/../../tools/wireshark/portsecurity.lua
@@ -26,7 +29,12 @@ fields=$(tshark -r "$capture" -Y portsecurity -T fields -E separator='|' -E occu
            -e portsecurity.interface -e portsecurity.state -e portsecurity.limit \
            -e portsecurity.vlan -e portsecurity.mac -e portsecurity.vport -e portsecurity.name \
            -e portsecurity.result)
-grep -q "Lua: Error" <<<"$fields" && fail "the script raised an error: $(grep -m1 'Lua' <<<"$fields")"
+
+# The whole capture, every tree and tshark's own messages: the script raises
+# no error and no record of it is cut short.
+tree=$(tshark -r "$capture" -V)
+grep -q "Lua Error:" <<<"$tree" && fail "the script raised an error: $(grep -m1 'Lua Error:' <<<"$tree")"
+grep -q "ends early" <<<"$tree" && fail "a record of the whole capture ends early"
 
 # Every procedure named, in calls and in replies, over TCP (6).
 names=$(tshark -r "$capture" -Y "portsecurity && tcp" -T fields -e _ws.col.Info)
@@ -58,13 +66,39 @@ expect udp "17|reply|15||||100|02:aa:00:00:00:03|||0" "$fields"
 info=$(tshark -r "$capture" -Y "portsecurity && udp" -O portsecurity)
 grep -q "Result: out of range (7)" <<<"$info" || fail "udp: no 'Result: out of range (7)'"
 
+# Calls the server would not carry out, and why.
+info=$(tshark -r "$capture" -Y portsecurity -T fields -e _ws.col.Info)
+expect refused "Reply procedure 99 (procedure unavailable)" "$info"
+expect refused "Reply GET_STATE (program version mismatch, 1 to 1 supported)" "$info"
+grep -qx "Reply NULL (denied: authentication error: [a-z ]*)" <<<"$info" ||
+  fail "refused: no denied reply with its reason"
+grep -q "Continuation" <<<"$(tshark -r "$capture" -T fields -e _ws.col.Info)" &&
+  fail "after the GETPORT lookup, datagrams show as continuations"
+# What the server reads, flagged where the wire says otherwise.
+expect range "17|call|16|2||2|100||||" "$fields"
+expect range "17|call|2|2|1||||||" "$fields"
+for note in "65636 is out of range for an unsigned short: the server reads 100" \
+    "2 is out of range for a bool: the server reads 1" \
+    "258 is out of range for a char: the server reads 2" "8 bytes after the record"; do
+  grep -qF "[Expert Info (Warning/" <<<"$(grep -F "$note" <<<"$tree")" || fail "not flagged: $note"
+done
+# Two clients, one transaction id, two procedures, both calls before the
+# replies: each reply decoded as its own call's, in one pass and in two.
+for passes in "" -2; do
+  # shellcheck disable=SC2086
+  same=$(tshark $passes -r "$capture" -T fields -e portsecurity.xid -e _ws.col.Info |
+    sed -n 's/^0x00000077\t//p' | paste -sd'|')
+  [ "$same" = "Call GET_STATE|Call GET_LAST_VIOLATION|Reply GET_STATE|Reply GET_LAST_VIOLATION" ] ||
+    fail "replies with one xid ${passes:+(two passes) }: $same"
+done
+
 # Datagrams cut off by a short snapshot (TCP passes no cut-off segment on):
 # marked malformed, and the messages after them still read.
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 editcap -s 120 "$capture" "$work/short.pcapng" >/dev/null
 short=$(tshark -r "$work/short.pcapng" -Y "portsecurity && udp" -O portsecurity)
-grep -q "Lua: Error" <<<"$short" && fail "short records raised an error"
+grep -q "Lua Error:" <<<"$short" && fail "short records raised an error"
 grep -q "Record ends early" <<<"$short" || fail "short records are not flagged"
 grep -q "Port-security, reply ADD_VLAN_MAC_LIMIT_DYNAMIC" <<<"$short" ||
   fail "short records: the messages after them are not read"

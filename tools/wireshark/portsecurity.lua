@@ -7,7 +7,13 @@
 --   (or copy it to ~/.local/lib/wireshark/plugins/)
 --
 -- The program's ports come from the port mapper, so the dissector finds its
--- traffic by looking: a call for the program, or a reply to such a call.
+-- traffic by looking: a call for the program, or a reply to such a call in
+-- the same conversation. Values the server would read differently from what
+-- is on the wire (a u_short from its low 16 bits, a bool other than 0 or 1 as
+-- true) are shown as the server reads them and flagged; so are bytes after a
+-- record. After a port-mapper GETPORT exchange over UDP, when the built-in
+-- port-mapper dissector has given the program's port to the generic RPC
+-- dissector, its datagrams are still decoded, in a late pass.
 
 local function versionAtLeast(major, minor)
   local a, b = get_version():match("^(%d+)%.(%d+)")
@@ -67,6 +73,14 @@ local acceptWords = {
   [3] = "procedure unavailable", [4] = "garbage arguments", [5] = "system error",
 }
 
+local rejectWords = { [0] = "RPC version mismatch", [1] = "authentication error" }
+
+local authWords = {
+  [0] = "ok", [1] = "bad credential", [2] = "credential rejected", [3] = "bad verifier",
+  [4] = "verifier rejected", [5] = "too weak", [6] = "invalid response verifier",
+  [7] = "failed",
+}
+
 local onOff = { [0] = "off", [1] = "on" }
 
 local ps = Proto("portsecurity", "Port-security management protocol")
@@ -75,6 +89,10 @@ local f = {
   kind = ProtoField.string("portsecurity.kind", "Message"),
   procedure = ProtoField.uint32("portsecurity.procedure", "Procedure", base.DEC, procedureNames),
   accept = ProtoField.uint32("portsecurity.accept", "Accept state", base.DEC, acceptWords),
+  reject = ProtoField.uint32("portsecurity.reject", "Denied", base.DEC, rejectWords),
+  auth = ProtoField.uint32("portsecurity.auth", "Authentication state", base.DEC, authWords),
+  low = ProtoField.uint32("portsecurity.low", "Lowest version supported", base.DEC),
+  high = ProtoField.uint32("portsecurity.high", "Highest version supported", base.DEC),
   interface = ProtoField.uint32("portsecurity.interface", "Interface", base.DEC),
   state = ProtoField.uint32("portsecurity.state", "State", base.DEC, onOff),
   limit = ProtoField.uint32("portsecurity.limit", "Limit", base.DEC),
@@ -96,11 +114,36 @@ ps.fields = f
 local e = {
   short = ProtoExpert.new("portsecurity.short", "Record ends early", expert.group.MALFORMED,
                           expert.severity.ERROR),
+  range = ProtoExpert.new("portsecurity.range", "Value out of its type's range",
+                          expert.group.PROTOCOL, expert.severity.WARN),
+  trailing = ProtoExpert.new("portsecurity.trailing", "Bytes after the record",
+                             expert.group.MALFORMED, expert.severity.WARN),
+  denied = ProtoExpert.new("portsecurity.denied", "Call denied", expert.group.RESPONSE_CODE,
+                           expert.severity.WARN),
+  unaccepted = ProtoExpert.new("portsecurity.unaccepted", "Call not carried out",
+                               expert.group.RESPONSE_CODE, expert.severity.WARN),
 }
 ps.experts = e
 
--- Calls seen so far, by transaction id: replies carry no procedure number.
+-- Calls seen so far, by conversation and transaction id: replies carry no
+-- procedure number, and transaction ids repeat across clients.
 local callProcedure = {}
+
+-- The client's and the server's ends of a message, whichever way it goes.
+local function conversationKey(pinfo, isCall, xid)
+  local client, server = tostring(pinfo.src) .. ":" .. pinfo.src_port,
+                         tostring(pinfo.dst) .. ":" .. pinfo.dst_port
+  if not isCall then client, server = server, client end
+  return string.format("%d %s %s %08x", pinfo.port_type, client, server, xid)
+end
+
+-- Frames decoded in the dissection under way, so that the late pass below
+-- leaves them alone.
+local decodedFrames = {}
+
+function ps.init()
+  callProcedure, decodedFrames = {}, {}
+end
 
 -- A truncated record raises this, caught once per message.
 local Short = {}
@@ -121,35 +164,62 @@ local function addU32(tree, field, tvb, offset)
   return offset + 4
 end
 
--- An XDR unsigned short is a whole 4-byte word.
+local function flagRange(item, wire, read, typeName)
+  item:add_proto_expert_info(e.range, string.format(
+    "%u is out of range for %s: the server reads %u", wire, typeName, read))
+end
+
+-- An XDR unsigned short is a whole 4-byte word; the server keeps its low 16
+-- bits.
 local function addU16(tree, field, tvb, offset)
   need(tvb, offset, 4)
-  tree:add(field, tvb(offset, 4), tvb(offset, 4):uint())
+  local wire = tvb(offset, 4):uint()
+  local item = tree:add(field, tvb(offset, 4), wire % 0x10000)
+  if wire > 0xffff then flagRange(item, wire, wire % 0x10000, "an unsigned short") end
   return offset + 4
 end
 
--- Fixed arrays of char are encoded one 4-byte word per character.
+-- An XDR bool: the server reads anything but 0 as true.
+local function addBool(tree, field, tvb, offset)
+  need(tvb, offset, 4)
+  local wire = tvb(offset, 4):uint()
+  local item = tree:add(field, tvb(offset, 4), math.min(wire, 1))
+  if wire > 1 then flagRange(item, wire, 1, "a bool") end
+  return offset + 4
+end
+
+-- Fixed arrays of char are encoded one 4-byte word per character; the server
+-- keeps the low 8 bits of each. Returns the bytes and the words out of range.
 local function charArray(tvb, offset, count)
   need(tvb, offset, 4 * count)
-  local bytes = {}
-  for i = 0, count - 1 do bytes[#bytes + 1] = tvb(offset + 4 * i, 4):uint() % 256 end
-  return bytes
+  local bytes, wide = {}, {}
+  for i = 0, count - 1 do
+    local wire = tvb(offset + 4 * i, 4):uint()
+    bytes[#bytes + 1] = wire % 256
+    if wire > 0xff then wide[#wide + 1] = wire end
+  end
+  return bytes, wide
+end
+
+local function flagWideChars(item, wide)
+  for _, wire in ipairs(wide) do flagRange(item, wire, wire % 256, "a char") end
 end
 
 local function addMac(tree, tvb, offset)
-  local bytes = charArray(tvb, offset, 6)
+  local bytes, wide = charArray(tvb, offset, 6)
   local text = string.format("%02x:%02x:%02x:%02x:%02x:%02x", table.unpack(bytes))
-  tree:add(f.mac, tvb(offset, 24), Address.ether(text))
+  flagWideChars(tree:add(f.mac, tvb(offset, 24), Address.ether(text)), wide)
   return offset + 24, text
 end
 
 local function addName(tree, tvb, offset)
+  local bytes, wide = charArray(tvb, offset, 16)
   local chars = {}
-  for _, byte in ipairs(charArray(tvb, offset, 16)) do
+  for _, byte in ipairs(bytes) do
     if byte == 0 then break end
     chars[#chars + 1] = string.char(byte)
   end
-  tree:add(f.name, tvb(offset, 64), table.concat(chars))
+  flagWideChars(tree:add(f.name, tvb(offset, 64), table.concat(chars)), wide)
   return offset + 64
 end
 
@@ -180,7 +250,7 @@ local function addSettings(tree, tvb, offset)
   local item = tree:add(f.settings, tvb(offset, math.min(84, tvb:len() - offset)))
   offset = addName(item, tvb, offset)
   offset = addU32(item, f.type, tvb, offset)
-  offset = addU32(item, f.state, tvb, offset)
+  offset = addBool(item, f.state, tvb, offset)
   offset = addU32(item, f.limitDynamic, tvb, offset)
   offset = addU32(item, f.limitStatic, tvb, offset)
   return addCounted(item, tvb, offset, addVlanLimit)
@@ -189,8 +259,9 @@ end
 local function field(which)
   return function(tree, tvb, offset) return addU32(tree, which, tvb, offset) end
 end
-local interface, state, limit, vport, result = field(f.interface), field(f.state),
-  field(f.limit), field(f.vport), field(f.result)
+local interface, limit, vport, result = field(f.interface), field(f.limit), field(f.vport),
+  field(f.result)
+local function state(tree, tvb, offset) return addBool(tree, f.state, tvb, offset) end
 local function vlan(tree, tvb, offset) return addU16(tree, f.vlan, tvb, offset) end
 local function list(each)
   return function(tree, tvb, offset) return addCounted(tree, tvb, offset, each) end
@@ -219,24 +290,68 @@ local function skipAuth(tvb, offset)
 end
 
 -- Is this RPC message ours? Returns the procedure and whether it is a call.
-local function identify(tvb)
-  if tvb:len() < 24 then return nil end
+-- A call is known by its program alone: one with another RPC or program
+-- version is still ours, and its reply says why it was refused.
+local function identify(tvb, pinfo)
+  if tvb:len() < 12 then return nil end
   local xid, kind = tvb(0, 4):uint(), tvb(4, 4):uint()
   if kind == 0 then
-    if tvb:len() < 40 or tvb(8, 4):uint() ~= 2 or tvb(12, 4):uint() ~= PROGRAM or
-       tvb(16, 4):uint() ~= VERSION then
-      return nil
-    end
+    if tvb:len() < 40 or tvb(12, 4):uint() ~= PROGRAM then return nil end
     return tvb(20, 4):uint(), true
   elseif kind == 1 then
-    return callProcedure[xid], false
+    return callProcedure[conversationKey(pinfo, false, xid)], false
   end
   return nil
 end
 
+-- The call's arguments; nothing is decoded for another RPC or program version.
+local function dissectCall(tvb, item, procedure)
+  local rpcVersion, version = tvb(8, 4):uint(), tvb(16, 4):uint()
+  if rpcVersion ~= 2 or version ~= VERSION then
+    item:append_text(string.format(" (RPC version %d, program version %d)", rpcVersion, version))
+    return nil
+  end
+  local offset = skipAuth(tvb, skipAuth(tvb, 24))
+  for _, read in ipairs(arguments[procedure] or {}) do offset = read(item, tvb, offset) end
+  return offset
+end
+
+-- A refused call's reason, for the tree and the Info column.
+local function refusal(item, tvb, offset, field, words, code)
+  local reason = words[code] or ("code " .. code)
+  offset = addU32(item, field, tvb, offset)
+  if code == 0 and field == f.reject or code == 2 and field == f.accept then
+    local low, high = u32(tvb, offset), u32(tvb, offset + 4)
+    offset = addU32(item, f.high, tvb, addU32(item, f.low, tvb, offset))
+    reason = string.format("%s, %d to %d supported", reason, low, high)
+  elseif code == 1 and field == f.reject then
+    local auth = u32(tvb, offset)
+    offset = addU32(item, f.auth, tvb, offset)
+    reason = reason .. ": " .. (authWords[auth] or ("code " .. auth))
+  end
+  item:add_proto_expert_info(field == f.reject and e.denied or e.unaccepted, reason)
+  return offset, reason
+end
+
+-- The reply's results; returns the offset after them and, for a call that
+-- was not carried out, the reason.
+local function dissectReply(tvb, item, procedure)
+  if u32(tvb, 8) ~= 0 then
+    local offset, reason = refusal(item, tvb, 12, f.reject, rejectWords, u32(tvb, 12))
+    return offset, "denied: " .. reason
+  end
+  local offset = skipAuth(tvb, 12)
+  local accept = u32(tvb, offset)
+  if accept ~= 0 then return refusal(item, tvb, offset, f.accept, acceptWords, accept) end
+  offset = addU32(item, f.accept, tvb, offset)
+  for _, read in ipairs(results[procedure] or {}) do offset = read(item, tvb, offset) end
+  return offset
+end
+
 -- One whole RPC message (without its record mark).
 local function dissectMessage(tvb, pinfo, tree)
-  local procedure, isCall = identify(tvb)
+  decodedFrames[pinfo.number] = true
+  local procedure, isCall = identify(tvb, pinfo)
   local xid = tvb(0, 4):uint()
   local name = procedureNames[procedure] or ("procedure " .. procedure)
   local item = tree:add(ps, tvb(), "Port-security, " .. (isCall and "call " or "reply ") .. name)
@@ -244,19 +359,19 @@ local function dissectMessage(tvb, pinfo, tree)
   item:add(f.kind, tvb(4, 4), isCall and "call" or "reply")
   local generated = item:add(f.procedure, isCall and tvb(20, 4) or tvb(0, 0), procedure)
   if not isCall then generated:set_generated() end
+  if isCall then callProcedure[conversationKey(pinfo, true, xid)] = procedure end
+  local info = (isCall and "Call " or "Reply ") .. name
   local ok, failure = pcall(function()
-    local offset
+    local offset, reason
     if isCall then
-      callProcedure[xid] = procedure
-      offset = skipAuth(tvb, skipAuth(tvb, 24))
-      for _, read in ipairs(arguments[procedure] or {}) do offset = read(item, tvb, offset) end
+      offset = dissectCall(tvb, item, procedure)
     else
-      if u32(tvb, 8) ~= 0 then return end  -- denied: no body of ours
-      offset = skipAuth(tvb, 12)
-      local accept = u32(tvb, offset)
-      offset = addU32(item, f.accept, tvb, offset)
-      if accept ~= 0 then return end
-      for _, read in ipairs(results[procedure] or {}) do offset = read(item, tvb, offset) end
+      offset, reason = dissectReply(tvb, item, procedure)
+    end
+    if reason then info = info .. " (" .. reason .. ")" end
+    if offset and offset < tvb:len() then
+      item:add_proto_expert_info(e.trailing, string.format("%d bytes after the record",
+                                                           tvb:len() - offset))
     end
   end)
   if not ok then
@@ -264,12 +379,11 @@ local function dissectMessage(tvb, pinfo, tree)
     item:add_proto_expert_info(e.short)
   end
   pinfo.cols.protocol = "PORTSEC"
-  local info = (isCall and "Call " or "Reply ") .. name
   pinfo.cols.info:set(info)
 end
 
 local function dissectDatagram(tvb, pinfo, tree)
-  if identify(tvb) == nil then return 0 end
+  if identify(tvb, pinfo) == nil then return 0 end
   dissectMessage(tvb, pinfo, tree)
   return tvb:len()
 end
@@ -301,7 +415,7 @@ local function dissectStream(tvb, pinfo, tree)
       for _, part in ipairs(fragments) do bytes:append(part:bytes()) end
       message = bytes:tvb("RPC record")
     end
-    if identify(message) == nil then return offset end
+    if identify(message, pinfo) == nil then return offset end
     dissectMessage(message, pinfo, tree)
     offset = at
   end
@@ -315,9 +429,29 @@ ps:register_heuristic("udp", function(tvb, pinfo, tree)
 end)
 
 ps:register_heuristic("tcp", function(tvb, pinfo, tree)
-  if tvb:len() < 8 or identify(tvb(4):tvb()) == nil then return false end
+  if tvb:len() < 8 or identify(tvb(4):tvb(), pinfo) == nil then return false end
   -- The rest of this connection comes to the stream dissector directly.
   pinfo.conversation = ps
   dissectStream(tvb, pinfo, tree)
   return true
 end)
+
+-- After a port-mapper GETPORT exchange over UDP, the built-in port-mapper
+-- dissector gives the port it names to the generic RPC dissector, which then
+-- shows this program's datagrams as continuations and never lets a heuristic
+-- see them. They are decoded here, once every other dissector is done.
+local udpPayload = Field.new("udp.payload")
+local late = Proto("portsecurity_late", "Port-security on a port the port mapper named")
+
+function late.dissector(tvb, pinfo, tree)
+  -- The mark is for this dissection of the frame only: a frame is dissected
+  -- again (two passes, a click in the packet list).
+  if decodedFrames[pinfo.number] then
+    decodedFrames[pinfo.number] = nil
+    return
+  end
+  local payload = udpPayload()
+  if payload then dissectDatagram(payload.range:tvb(), pinfo, tree) end
+end
+
+register_postdissector(late, true)
