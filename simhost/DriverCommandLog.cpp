@@ -60,11 +60,11 @@ void DriverCommandLog::clear() {
   recorded = 0;
 }
 
-void DriverCommandLog::refuseNext(unsigned long code, unsigned int count) {
+void DriverCommandLog::refuseNext(unsigned long code, unsigned int count, unsigned int skip) {
   if (count == 0)
     refusalsByCode.erase(code);
   else
-    refusalsByCode[code] = count;
+    refusalsByCode[code] = {skip, count};
 }
 
 void DriverCommandLog::refuseCall(unsigned int callNumber) { refusedCalls.insert(callNumber); }
@@ -78,7 +78,11 @@ bool DriverCommandLog::takeArmedRefusal(unsigned long code) {
   if (refusedCalls.erase(nextCallNumber()) != 0) return true;
   auto found = refusalsByCode.find(code);
   if (found == refusalsByCode.end()) return false;
-  if (--found->second == 0) refusalsByCode.erase(found);
+  if (found->second.skip > 0) {
+    --found->second.skip;
+    return false;
+  }
+  if (--found->second.count == 0) refusalsByCode.erase(found);
   return true;
 }
 

@@ -83,7 +83,8 @@ class DriverCommandLog {
   // Forgets the commands and the dropped count; injected refusals stay.
   void clear();
 
-  void refuseNext(unsigned long code, unsigned int count);
+  // Refuses `count` commands of `code`, after letting the next `skip` of them through.
+  void refuseNext(unsigned long code, unsigned int count, unsigned int skip = 0);
   void refuseCall(unsigned int callNumber);
   void clearFaults();
   // True when an injected refusal applies to the next command; consumes it.
@@ -115,7 +116,11 @@ class DriverCommandLog {
   size_t next;  // the slot the next command goes to
   size_t kept;  // commands in the ring, the newest `kept` before `next`
   uint64_t recorded;
-  std::map<unsigned long, unsigned int> refusalsByCode;
+  struct Refusals {
+    unsigned int skip;
+    unsigned int count;
+  };
+  std::map<unsigned long, Refusals> refusalsByCode;
   std::set<unsigned int> refusedCalls;
 };
 

@@ -165,9 +165,9 @@ void Driver::clearCommands() {
   state.log.clear();
 }
 
-void Driver::refuseNext(unsigned long code, unsigned int count) {
+void Driver::refuseNext(unsigned long code, unsigned int count, unsigned int skip) {
   Guard guard(state.lock);
-  state.log.refuseNext(code, count);
+  state.log.refuseNext(code, count, skip);
 }
 
 void Driver::refuseCall(unsigned int callNumber) {

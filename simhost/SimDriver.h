@@ -52,8 +52,9 @@ class Driver {
   // How many commands the log keeps (at least 1); the oldest go first.
   void setCommandLogCapacity(size_t capacity);
   void clearCommands();
-  // The next `count` commands with `code` are refused (EIO), changing nothing.
-  void refuseNext(unsigned long code, unsigned int count);
+  // After `skip` more commands with `code` go through, the next `count` are
+  // refused (EIO), changing nothing.
+  void refuseNext(unsigned long code, unsigned int count, unsigned int skip = 0);
   // Command number `callNumber` (from 1, counted from the last clear of the
   // command log) is refused. Stays armed across clears until it fires.
   void refuseCall(unsigned int callNumber);

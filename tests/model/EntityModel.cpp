@@ -17,6 +17,13 @@ const int kInternal = 3, kGpon = 4, kGem = 5;
 const uint32_t kMng = 4;
 const Entry kMngEntry = {10, {0x02, 0, 0, 0, 0, 0x01}};
 
+// The simulated driver's table: 16 buckets, hashed over the VLAN and the MAC.
+uint32_t bucketOf(const Entry& e) {
+  uint32_t hash = e.vlan;
+  for (uint8_t byte : e.mac) hash = hash * 31 + byte;
+  return hash % 16;
+}
+
 }  // namespace
 
 const std::vector<HostInterface>& Model::hostInterfaces() {
@@ -54,13 +61,26 @@ std::string describe(const Settings& s) {
   return out.str();
 }
 
+void Model::put(const Entry& entry, uint32_t id, bool isStatic) {
+  TableEntry& slot = table[entry];
+  if (slot.inserted == 0) slot.inserted = ++insertions;
+  slot.interface = id;
+  slot.isStatic = isStatic;
+}
+
 bool Model::open() {
   if (openFailures == 0) return true;
   --openFailures;
   return false;
 }
 
-bool Model::accept(unsigned long code) { return refusedCodes.erase(code) == 0; }
+bool Model::accept(unsigned long code) {
+  auto armed = refusedCodes.find(code);
+  if (armed == refusedCodes.end()) return true;
+  if (armed->second-- > 0) return true;
+  refusedCodes.erase(armed);
+  return false;
+}
 
 uint32_t Model::setState(bool value) {
   if (!command(kSetState)) return 1;
@@ -145,7 +165,7 @@ uint32_t Model::addStaticEntry(uint32_t id, const Entry& entry) {
   if (hadList && list.size() == limit) return 2;
   if (std::find(list.begin(), list.end(), entry) != list.end()) return 0;
   if (!command(kAddStatic)) return 1;
-  table[entry] = TableEntry{id, true};
+  put(entry, id, true);
   list.push_back(entry);
   return 0;
 }
@@ -173,7 +193,11 @@ uint32_t Model::clearStaticEntries(uint32_t id) {
   for (auto& perIntf : statics) {
     if (id != 0 && perIntf.first != id) continue;
     while (!perIntf.second.empty())
-      if (delStaticEntry(perIntf.first, perIntf.second.front()) != 0) return 1;
+      if (delStaticEntry(perIntf.first, perIntf.second.front()) != 0) {
+        log(0, "PortSecurity::clearStaticEntries error at  delStaticEntry intfid: " +
+                   std::to_string(perIntf.first) + ". Break the loop and return.");
+        return 1;
+      }
   }
   return 0;
 }
@@ -197,7 +221,12 @@ uint32_t Model::addVirtualPortEntry(uint32_t id, const Entry& entry, uint32_t vp
   int type = 0;
   for (const HostInterface& i : hostInterfaces())
     if (i.id == id) type = i.type;
-  if ((vport != 0) != (type == kGpon)) return 1;
+  if ((vport != 0) != (type == kGpon)) {
+    log(1, "addStaticEntryVirtualPort:" + std::string(vport != 0 ? "920" : "906") +
+               ":Invalid interface type: " + std::to_string(type) +
+               " for interface: " + std::to_string(id) + "\n");
+    return 1;
+  }
   uint32_t carrier = id;
   if (vport != 0) {
     auto gem = gems.find({id, vport});
@@ -207,21 +236,32 @@ uint32_t Model::addVirtualPortEntry(uint32_t id, const Entry& entry, uint32_t vp
   size_t count = 0;
   if (intf != cache.end() && intf->second.count(vport) != 0)
     count = intf->second[vport].entries.size();
-  if (count >= staticLimitOf(carrier)) return 2;
+  if (count >= staticLimitOf(carrier)) {
+    log(0, "addStaticEntryVirtualPort:955:macLimit failed for intf: " + std::to_string(id) +
+               ", virtualPort: " + std::to_string(vport) + "\n");
+    return 2;
+  }
 
   for (const auto& perIntf : cache)
     for (const auto& perVPort : perIntf.second)
       for (const CachedEntry& cached : perVPort.second.entries) {
         if (!(cached.entry == entry)) continue;
         if (perIntf.first == id && perVPort.first == vport) return 0;
-        if (cached.configured && delStaticEntry(perVPort.second.carrier, entry) != 0) return 1;
+        if (cached.configured && delStaticEntry(perVPort.second.carrier, entry) != 0) {
+          logFailure("addStaticEntryVirtualPort", 986,
+                     "delStaticEntry failed for intf: ", perVPort.second.carrier);
+          return 1;
+        }
         unlink(entry);
         goto moved;
       }
 moved:
   bool configured = false;
   if (carrier != 0 && vlans.count(entry.vlan) != 0) {
-    if (addStaticEntry(carrier, entry) != 0) return 1;
+    if (addStaticEntry(carrier, entry) != 0) {
+      logFailure("addStaticEntryVirtualPort", 1011, "addStaticEntry failed for intf: ", carrier);
+      return 1;
+    }
     configured = true;
   }
   VirtualPort& record = cache[id][vport];
@@ -236,7 +276,11 @@ uint32_t Model::delVirtualPortEntry(uint32_t id, const Entry& entry) {
     for (const auto& perVPort : perIntf.second)
       for (const CachedEntry& cached : perVPort.second.entries) {
         if (!(cached.entry == entry)) continue;
-        if (cached.configured && delStaticEntry(perVPort.second.carrier, entry) != 0) return 1;
+        if (cached.configured && delStaticEntry(perVPort.second.carrier, entry) != 0) {
+          logFailure("delStaticEntryVirtualPort", 1074,
+                     "delStaticEntry failed for intf: ", perVPort.second.carrier);
+          return 1;
+        }
         unlink(entry);
         return 0;
       }
@@ -248,10 +292,17 @@ uint32_t Model::moveDynamicToStatic(uint32_t id) {
   for (auto& e : table)
     if (e.second.interface == id) e.second.isStatic = true;
   if (!accept(kTableInfo)) return 1;
+  // Remembered in the order of the driver's walk: bucket by bucket, each
+  // bucket's entries as they came.
+  std::vector<std::pair<std::pair<uint32_t, uint64_t>, Entry>> walk;
+  for (const auto& e : table)
+    if (e.second.interface == id && e.second.isStatic)
+      walk.push_back({{bucketOf(e.first), e.second.inserted}, e.first});
+  std::sort(walk.begin(), walk.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<Entry>& list = statics[id];
   list.clear();
-  for (const auto& e : table)
-    if (e.second.interface == id && e.second.isStatic) list.push_back(e.first);
+  for (const auto& step : walk) list.push_back(step.second);
   return 0;
 }
 
@@ -265,30 +316,44 @@ bool Model::applyDefaultSettings() {
     for (const auto& limit : limits) setLimitDynamic(i.id, limit.first, 0);
   }
   clearStaticEntries(0);
-  if (clearStaticEntries(kMng) == 0) addStaticEntry(kMng, kMngEntry);
+  if (clearStaticEntries(kMng) != 0)
+    log(0, "Error in PortSecurity::updateMngStaticEntry: clearStaticEntries failed.\n");
+  else if (addStaticEntry(kMng, kMngEntry) != 0)
+    log(0, "Error in PortSecurity::updateMngStaticEntry: addStaticEntry for vlan 10 failed.\n");
   cache.clear();
   return true;
 }
 
 void Model::createVlan(uint16_t vlan, bool lockRefused) {
-  if (!vlans.insert(vlan).second || lockRefused) return;
+  if (!vlans.insert(vlan).second) return;
+  if (lockRefused) return logFailure("vlanAddEvent", 1706, "lock failed for vid: ", vlan);
   for (auto& perIntf : cache)
     for (auto& perVPort : perIntf.second)
-      for (CachedEntry& cached : perVPort.second.entries)
-        if (cached.entry.vlan == vlan && perVPort.second.carrier != 0 && !cached.configured &&
-            addStaticEntry(perVPort.second.carrier, cached.entry) == 0)
+      for (CachedEntry& cached : perVPort.second.entries) {
+        const uint32_t carrier = perVPort.second.carrier;
+        if (cached.entry.vlan != vlan || carrier == 0 || cached.configured) continue;
+        if (addStaticEntry(carrier, cached.entry) == 0)
           cached.configured = true;
+        else
+          logFailure("vlanAddEvent", 1731, "addStaticEntry failed for intf: ", carrier);
+      }
 }
 
 void Model::deleteVlan(uint16_t vlan, bool lockRefused) {
   if (vlans.count(vlan) == 0) return;
-  if (!lockRefused) {
+  if (lockRefused) {
+    logFailure("vlanDelEvent", 1754, "lock failed for vid: ", vlan);
+  } else {
     for (auto& perIntf : cache)
       for (auto& perVPort : perIntf.second)
-        for (CachedEntry& cached : perVPort.second.entries)
-          if (cached.entry.vlan == vlan && cached.configured &&
-              delStaticEntry(perVPort.second.carrier, cached.entry) == 0)
+        for (CachedEntry& cached : perVPort.second.entries) {
+          if (cached.entry.vlan != vlan || !cached.configured) continue;
+          if (delStaticEntry(perVPort.second.carrier, cached.entry) == 0)
             cached.configured = false;
+          else
+            logFailure("vlanDelEvent", 1780,
+                       "addStaticEntry failed for intf: ", perVPort.second.carrier);
+        }
     std::vector<uint32_t> limited;
     for (const auto& s : settings)
       if (s.second.vlanLimits.count(vlan) != 0) limited.push_back(s.first);
@@ -301,15 +366,19 @@ void Model::deleteVlan(uint16_t vlan, bool lockRefused) {
 void Model::gemEvent(uint32_t gem, uint32_t id, uint32_t vport, int kind, bool lockRefused) {
   if (kind != 0 && kind != 2) return;
   gems[{id, vport}] = gem;
-  if (lockRefused) return;
+  if (lockRefused) return logFailure("GPONGemEvent", 1818, "lock failed for intfid: ", gem);
   if (kind == 2) {
     for (auto& perIntf : cache) {
       bool found = false;
       for (auto& perVPort : perIntf.second) {
         if (perVPort.second.carrier != gem) continue;
-        for (CachedEntry& cached : perVPort.second.entries)
-          if (cached.configured && delStaticEntry(gem, cached.entry) == 0)
+        for (CachedEntry& cached : perVPort.second.entries) {
+          if (!cached.configured) continue;
+          if (delStaticEntry(gem, cached.entry) == 0)
             cached.configured = false;
+          else
+            logFailure("GPONGemEvent", 1881, "delStaticEntry failed for intf: ", gem);
+        }
         found = true;
         break;
       }
@@ -320,10 +389,13 @@ void Model::gemEvent(uint32_t gem, uint32_t id, uint32_t vport, int kind, bool l
   if (intf == cache.end() || intf->second.count(vport) == 0) return;
   VirtualPort& record = intf->second[vport];
   record.carrier = gem;
-  for (CachedEntry& cached : record.entries)
-    if (!cached.configured && vlans.count(cached.entry.vlan) != 0 &&
-        addStaticEntry(gem, cached.entry) == 0)
+  for (CachedEntry& cached : record.entries) {
+    if (cached.configured || vlans.count(cached.entry.vlan) == 0) continue;
+    if (addStaticEntry(gem, cached.entry) == 0)
       cached.configured = true;
+    else
+      logFailure("GPONGemEvent", kind == 2 ? 1912 : 1849, "addStaticEntry failed for intf: ", gem);
+  }
 }
 
 size_t Model::dynamicCount(uint32_t id, const uint16_t* vlan) const {
@@ -352,7 +424,7 @@ void Model::learn(uint32_t id, const Entry& entry) {
   if (limitReached(id, entry.vlan))
     violations[id] = entry;
   else
-    table[entry] = TableEntry{id, false};
+    put(entry, id, false);
 }
 
 std::string Model::queryMemory(uint32_t id, uint16_t vlan, bool lockRefused) const {
@@ -460,6 +532,7 @@ std::string Observable::text() const {
   for (const auto& e : table)
     out << "table " << describe(e.first) << '@'
         << e.second.interface << (e.second.isStatic ? 's' : 'd') << '\n';
+  for (const std::string& line : logged) out << "log " << line << '\n';
   return out.str();
 }
 

@@ -58,6 +58,7 @@ struct DriverInterface {
 struct TableEntry {
   uint32_t interface = 0;  // driver port + 1
   bool isStatic = false;
+  uint64_t inserted = 0;  // orders the entries of a bucket, as the driver keeps them
 };
 
 struct HostInterface {
@@ -77,6 +78,8 @@ struct Observable {
   std::map<uint32_t, DriverInterface> driverInterfaces;
   std::map<Entry, TableEntry> table;
   std::map<uint32_t, Entry> violations;
+  // What the step logged, "<level>|<text>" a message.
+  std::vector<std::string> logged;
 
   std::string text() const;
 };
@@ -119,9 +122,20 @@ class Model : public Observable {
   // next open fails; the next command
   // with `code` is refused.
   void armOpenFailure() { openFailures = 1; }
-  void armRefusal(unsigned long code) { refusedCodes.insert(code); }
+  // The command of `code` after the next `skip` of them is refused.
+  void armRefusal(unsigned long code, unsigned int skip) { refusedCodes[code] = skip; }
 
  private:
+  void log(int level, const std::string& text) {
+    logged.push_back(std::to_string(level) + "|" + text);
+  }
+  // "<operation>:<number>:<text><value>\n" at error level.
+  void logFailure(const char* operation, int number, const char* text, long long value) {
+    log(0, std::string(operation) + ":" + std::to_string(number) + ":" + text +
+               std::to_string(value) + "\n");
+  }
+  // Into the driver's table; an entry already there keeps its place.
+  void put(const Entry& entry, uint32_t id, bool isStatic);
   bool open();
   bool accept(unsigned long code);
   bool command(unsigned long code) { return open() && accept(code); }
@@ -136,7 +150,8 @@ class Model : public Observable {
   std::set<uint16_t> vlans{10, 20};
   std::map<std::pair<uint32_t, uint32_t>, uint32_t> gems{{{8, 1}, 9}, {{8, 2}, 10}};
   unsigned int openFailures = 0;
-  std::set<unsigned long> refusedCodes;
+  std::map<unsigned long, unsigned int> refusedCodes;
+  uint64_t insertions = 0;  // code -> commands let through first
 };
 
 }  // namespace entitymodel

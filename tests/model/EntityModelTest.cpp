@@ -64,14 +64,14 @@ const char* const kOpNames[] = {"setState",
                                 "delete VLAN",
                                 "GEM event",
                                 "fail next open",
-                                "refuse next command"};
+                                "refuse a coming command"};
 
 struct Action {
   Op op = Op::SetGlobal;
   uint32_t id = 0;
   uint16_t vlan = 0;
   uint32_t value = 0;  // a state, a limit, a GEM event's kind or a request code
-  uint32_t vport = 0;
+  uint32_t vport = 0;  // for a refusal: how many commands of its code go through first
   uint32_t gem = 0;
   Entry entry;
   bool lockRefused = false;  // the operation's own lock is refused
@@ -145,6 +145,7 @@ Action genAction() {
       a.value =
           *rc::gen::element<uint32_t>(0x80047a02, 0x40047a07, 0x40047a09, 0x40047a0d, 0x40047a28,
                                       0x40047a2a, 0x40047a2c, 0x40047a2e, 0x40047a2f, 0xc0047a31);
+      a.vport = *rc::gen::element<uint32_t>(0, 0, 1, 2, 5);
       break;
     default:
       break;
@@ -155,6 +156,7 @@ Action genAction() {
 
 // What an action answers on the model, as text.
 std::string perform(Model& m, const Action& a) {
+  m.logged.clear();
   if (a.lockRefused && a.op != Op::CreateVlan && a.op != Op::DeleteVlan && a.op != Op::Gem &&
       a.op != Op::QueryMemory && a.op != Op::QueryDriver)
     return "1";
@@ -205,7 +207,7 @@ std::string perform(Model& m, const Action& a) {
       m.armOpenFailure();
       return "";
     case Op::ArmRefusal:
-      m.armRefusal(a.value);
+      m.armRefusal(a.value, a.vport);
       return "";
   }
   return "";
@@ -294,6 +296,9 @@ class Sut {
     for (const auto& chain : driver().table())
       for (const sim::MacTableEntry& e : chain)
         seen.table[fromEntry(e.vlan, e.mac.data())] = {e.port + 1, e.isStatic};
+    for (const sim::LogLine& line : sim::LogRecorder::instance().lines())
+      seen.logged.push_back(std::to_string(static_cast<int>(line.level)) + "|" + line.text);
+    sim::LogRecorder::instance().clear();
     return seen.text();
   }
 
@@ -353,7 +358,7 @@ class Sut {
         driver().failNextOpens(1);
         return "";
       case Op::ArmRefusal:
-        driver().refuseNext(a.value, 1);
+        driver().refuseNext(a.value, 1, a.vport);
         return "";
     }
     return "";
