@@ -438,6 +438,14 @@ struct Step : rc::state::Command<Model, Sut> {
     const std::string expectedResult = perform(expected, action);
     RC_ASSERT(sut.perform(action) == expectedResult);
     RC_ASSERT(sut.snapshot() == expected.text());
+    // Whatever happened: no handle left open, every command and interface
+    // check made under the lock it needs, and the lock let go.
+    RC_ASSERT(sim::Driver::instance().openHandles() == 0u);
+    RC_ASSERT(sim::Driver::instance().commandsOutsideTheirLock() == 0u);
+    RC_ASSERT(sim::BusinessLock::instance().callsOutsideLock() == 0u);
+    RC_ASSERT(sim::BusinessLock::instance().exclusiveDepth() +
+                  sim::BusinessLock::instance().sharedDepth() ==
+              0u);
   }
 
   void show(std::ostream& os) const override {

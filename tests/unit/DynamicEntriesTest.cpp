@@ -73,7 +73,7 @@ TEST_F(DynamicEntriesTest, LastViolationTellsNoneFromAnOffender) {
   EXPECT_EQ("v10/07", describe(out.vlan, out.mac));
 }
 
-// Where the table cannot be read after the move: FaultSweepTest.
+// Where the table cannot be read after the move: the model test.
 TEST_F(DynamicEntriesTest, MoveRemembersExactlyTheDriverStaticEntriesInTableOrder) {
   addStatic(ETH2, VLAN10, {1});
   learn(ETH2, macEntry(VLAN10, 2));

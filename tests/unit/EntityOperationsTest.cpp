@@ -1,6 +1,6 @@
 // The entity's own operations: those that change nothing, and the factory
 // reset (command order, the management interface's own entry). Where
-// refusals stop the reset: FaultSweepTest. Registration at load and the
+// refusals stop the reset: the model test. Registration at load and the
 // dependency list: the seam suite.
 #include "EntityTest.h"
 

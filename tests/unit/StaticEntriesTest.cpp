@@ -2,7 +2,7 @@
 // clearing) and per interface and virtual port (the cache, the carrier that
 // applies them, the refusals made before the cache with their log lines, and
 // the host's GEM and VLAN events that apply and withdraw cached entries).
-// Refused commands and locks: FaultSweepTest.
+// Refused commands and locks, and their log lines: the model test.
 #include "EntityTest.h"
 
 namespace entitytest {
