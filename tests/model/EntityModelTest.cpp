@@ -20,51 +20,36 @@ namespace {
 using entitymodel::Entry;
 using entitymodel::Model;
 
-enum class Op {
-  SetGlobal,
-  SetIntfState,
-  SetAll,
-  SetDynamic,
-  SetVlanLimit,
-  SetStatic,
-  AddStatic,
-  DelStatic,
-  Clear,
-  AddVPort,
-  DelVPort,
-  Move,
-  Defaults,
-  QueryMemory,
-  QueryDriver,
-  Learn,
-  CreateVlan,
-  DeleteVlan,
-  Gem,
-  ArmOpenFailure,
-  ArmRefusal
-};
+// Every step, with the name a shrunk sequence shows it by.
+// clang-format off
+#define PS_MODEL_STEPS(X) \
+  X(SetGlobal, "setState") \
+  X(SetIntfState, "setState(id)") \
+  X(SetAll, "setStateAll") \
+  X(SetDynamic, "setLimitDynamicMACs") \
+  X(SetVlanLimit, "setLimitDynamicMACs(vlan)") \
+  X(SetStatic, "setLimitStaticMACs") \
+  X(AddStatic, "addStaticEntry") \
+  X(DelStatic, "delStaticEntry") \
+  X(Clear, "clearStaticEntries") \
+  X(AddVPort, "addStaticEntryVirtualPort") \
+  X(DelVPort, "delStaticEntryVirtualPort") \
+  X(Move, "moveDynamicToStatic") \
+  X(Defaults, "applyDefaultSettings") \
+  X(QueryMemory, "query memory") \
+  X(QueryDriver, "query driver") \
+  X(Learn, "learn") \
+  X(CreateVlan, "create VLAN") \
+  X(DeleteVlan, "delete VLAN") \
+  X(Gem, "GEM event") \
+  X(ArmOpenFailure, "fail next open") \
+  X(ArmRefusal, "refuse a coming command")
+// clang-format on
 
-const char* const kOpNames[] = {"setState",
-                                "setState(id)",
-                                "setStateAll",
-                                "setLimitDynamicMACs",
-                                "setLimitDynamicMACs(vlan)",
-                                "setLimitStaticMACs",
-                                "addStaticEntry",
-                                "delStaticEntry",
-                                "clearStaticEntries",
-                                "addStaticEntryVirtualPort",
-                                "delStaticEntryVirtualPort",
-                                "moveDynamicToStatic",
-                                "applyDefaultSettings",
-                                "query memory",
-                                "query driver",
-                                "learn",
-                                "create VLAN",
-                                "delete VLAN",
-                                "GEM event",
-                                "fail next open",
-                                "refuse a coming command"};
+#define PS_STEP_ENUM(op, name) op,
+#define PS_STEP_NAME(op, name) name,
+enum class Op { PS_MODEL_STEPS(PS_STEP_ENUM) };
+const char* const kOpNames[] = {PS_MODEL_STEPS(PS_STEP_NAME)};
 
 struct Action {
   Op op = Op::SetGlobal;
