@@ -243,9 +243,21 @@ class Sut {
     // A query refuses the lock of each of its getters, any other step its own.
     refuseEachLock = a.lockRefused && (a.op == Op::QueryMemory || a.op == Op::QueryDriver);
     if (a.lockRefused && !refuseEachLock) sim::BusinessLock::instance().failNextAttempts(1);
+    driver().clearCommands();
     const std::string result = run(a);
     sim::BusinessLock::instance().clearFaults();
     return result;
+  }
+
+  // A step that walks the cache or the static lists keeps its own lock for
+  // the whole walk: each command it sends comes under two, its own and the
+  // inner operation's.
+  bool walkHeldItsLock(const Action& a) const {
+    if (a.op != Op::Clear && a.op != Op::CreateVlan && a.op != Op::DeleteVlan && a.op != Op::Gem)
+      return true;
+    for (const sim::DriverCommand& command : driver().commands())
+      if (command.held.exclusive < 2) return false;
+    return true;
   }
 
   std::string snapshot() {
@@ -423,6 +435,7 @@ struct Step : rc::state::Command<Model, Sut> {
     const std::string expectedResult = perform(expected, action);
     RC_ASSERT(sut.perform(action) == expectedResult);
     RC_ASSERT(sut.snapshot() == expected.text());
+    RC_ASSERT(sut.walkHeldItsLock(action));
     // Whatever happened: no handle left open, every command and interface
     // check made under the lock it needs, and the lock let go.
     RC_ASSERT(sim::Driver::instance().openHandles() == 0u);
