@@ -52,29 +52,11 @@ class SimDriverTest : public ::testing::Test {
   int send(unsigned long code, void* record) { return ::ioctl(handle, code, record); }
 
   int setState(unsigned long on) { return ::ioctl(handle, PSIOC_SET_STATE, on); }
-  int setIntfState(const std::string& intf, uint32_t on) {
-    psIntfStateArg_t record = recordFor<psIntfStateArg_t>(intf);
-    record.state = on;
-    return send(PSIOC_SET_INTF_STATE, &record);
-  }
   int setLimit(const std::string& intf, uint32_t kind, uint32_t limit) {
     psIntfLimitArg_t record = recordFor<psIntfLimitArg_t>(intf);
     record.kind = kind;
     record.limit = limit;
     return send(PSIOC_SET_INTF_LIMIT, &record);
-  }
-  int vlanLimit(unsigned long code, const std::string& intf, uint16_t vlan, uint32_t limit) {
-    psVlanLimitArg_t record = recordFor<psVlanLimitArg_t>(intf);
-    record.vlan = vlan;
-    record.limit = limit;
-    return send(code, &record);
-  }
-  int staticEntry(unsigned long code, const std::string& intf, uint8_t last, uint16_t vlan) {
-    psMacArg_t record = recordFor<psMacArg_t>(intf);
-    std::memcpy(record.mac, macOf(last).data(), sizeof record.mac);
-    record.vlan = vlan;
-    record.isStatic = 1;
-    return send(code, &record);
   }
 
   int handle = -1;
