@@ -185,16 +185,9 @@ class EntityTest : public ::testing::Test {
   }
 
   // Accepted static entries v<vlan>/<last> on `id` through the interface
-  // layer, or cached on virtual port `vport`; the commands they caused are
-  // dropped.
+  // layer; the commands they caused are dropped.
   void addStatic(unsigned int id, unsigned short vlan, std::initializer_list<unsigned char> lasts) {
     for (unsigned char last : lasts) ASSERT_EQ(0u, ps().addStaticEntry(id, macEntry(vlan, last)));
-    driver().clearCommands();
-  }
-  void addCached(unsigned int id, unsigned int vport, unsigned short vlan,
-                 std::initializer_list<unsigned char> lasts) {
-    for (unsigned char last : lasts)
-      ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(id, macEntry(vlan, last), vport));
     driver().clearCommands();
   }
 
@@ -232,13 +225,6 @@ class EntityTest : public ::testing::Test {
     return listed(entries);
   }
 
-  // The commands sent since the last clear (clearing them), then the cache.
-  Lines sentAndCached() {
-    Lines lines = takeSent();
-    for (const std::string& record : cached()) lines.push_back(record);
-    return lines;
-  }
-
   // "<intf>.<vport>@<carrier>:<entry>=<configured>", in cache order.
   Lines cached() {
     PortSecurity::macEntriesCache_t cache;
@@ -251,12 +237,6 @@ class EntityTest : public ::testing::Test {
                         std::to_string(perVPort.second.intfId) + ":" + describe(e.vlan, e.mac) +
                         "=" + (e.configured ? "1" : "0"));
     return out;
-  }
-
-  std::map<unsigned short, unsigned int> vlanLimitsOf(unsigned int id) {
-    PortSecurity::interfaceSettingsMap_t settings;
-    EXPECT_EQ(0u, ps().getInterfaceSettings(settings));
-    return settings[id].vlanLimitDynamicMACs;
   }
 
   std::string dump() {
