@@ -1,28 +1,11 @@
-// The entity's own operations: those that change nothing, and the factory
-// reset (command order, the management interface's own entry). Where
-// refusals stop the reset: the model test. Registration at load and the
-// dependency list: the seam suite.
+// The factory reset: its command order, and the management interface's own
+// entry, with the host failures that stop it. Where refusals stop the reset:
+// the model test. Registration at load, the dependency list and the
+// operations that do nothing: the seam suite.
 #include "EntityTest.h"
 
 namespace entitytest {
 namespace {
-
-class EntityObjectTest : public EntityTest {};
-
-TEST_F(EntityObjectTest, StopAndConfigurationOperationsChangeNothing) {
-  ASSERT_EQ(0u, ps().setState(ETH1, true));
-  driver().clearCommands();
-  const std::string before = memory();
-  EXPECT_TRUE(ps().stop());  // never started
-  EXPECT_TRUE(ps().stop());
-  boost::shared_ptr<Storage::Setting> setting(new Storage::Setting);
-  ps().applyConfiguration(setting);
-  ps().saveConfiguration(setting);
-  ps().applyConfiguration(boost::shared_ptr<Storage::Setting>());
-  EXPECT_EQ(Lines{}, takeSent());
-  EXPECT_EQ(before, memory());
-  EXPECT_EQ(1, setting.use_count());
-}
 
 class DefaultSettingsTest : public EntityTest {
  protected:

@@ -3,7 +3,7 @@
 GETPORT lookup over UDP, then calls over UDP that the server refuses (another
 procedure or program version, an unknown credential), values out
 of their types' range, trailing bytes, and two clients that use the same
-transaction id for different procedures. Usage: raw-calls.py PSHOST_PID"""
+transaction id for different procedures. Usage: dissector-raw-calls.py PSHOST_PID"""
 import os
 import signal
 import socket

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Records tests/dissector/psctl-session.pcapng: a psctl session against pshost
 # on loopback that calls every procedure, over TCP and over UDP, then the raw
-# calls of raw-calls.py (a GETPORT lookup, refused calls, values out of range,
+# calls of dissector-raw-calls.py (a GETPORT lookup, refused calls, values out of range,
 # trailing bytes, a transaction id used by two clients). Needs the
 # right to capture on lo (root) and a built tree. Hold the port-mapper lock:
-#   flock /tmp/ps-portmapper.lock tests/dissector/make-capture.sh [BUILD_DIR]
+#   flock /tmp/ps-portmapper.lock scripts/make-dissector-capture.sh [BUILD_DIR]
 set -euo pipefail
-cd "$(dirname "$0")/../.."
+cd "$(dirname "$0")/.."
 build=${1:-build}
 out=tests/dissector/psctl-session.pcapng
 work=$(mktemp -d)
@@ -25,7 +25,7 @@ host=$!
 for _ in $(seq 50); do "$build/psctl" ping >/dev/null 2>&1 && break; sleep 0.1; done
 ports=$(rpcinfo -p 127.0.0.1 | awk '$1 == 536870925 {print $3 " port " $4}' | paste -sd' ' |
         sed 's/ udp/ or udp/; s/ tcp/ or tcp/')
-# The port mapper's UDP port too: the GETPORT lookup of raw-calls.py.
+# The port mapper's UDP port too: the GETPORT lookup of dissector-raw-calls.py.
 dumpcap -q -i lo -f "$ports or udp port 111" -w "$work/capture.pcapng" 2>/dev/null &
 capture=$!
 sleep 1
@@ -58,7 +58,7 @@ psctl --udp state
 psctl --udp show 2
 psctl --udp violation 2
 psctl --udp vlan-limit add 2 100 65
-python3 tests/dissector/raw-calls.py $host
+python3 scripts/dissector-raw-calls.py $host
 sleep 1
 kill $capture
 wait $capture || true
