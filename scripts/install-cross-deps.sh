@@ -9,7 +9,7 @@ sudo_cmd=""
 
 packages=(g++-aarch64-linux-gnu qemu-user libc6:arm64
           libboost-thread-dev:arm64 libboost-system-dev:arm64 libboost-date-time-dev:arm64
-          libtirpc-dev:arm64 libgtest-dev:arm64 librapidcheck-dev:arm64)
+          libtirpc-dev:arm64 libbpf-dev:arm64 libgtest-dev:arm64 librapidcheck-dev:arm64)
 
 if ! dpkg --print-foreign-architectures | grep -qx arm64; then
   echo "adding the arm64 architecture"

@@ -7,11 +7,12 @@
 set -euo pipefail
 
 # dpkg-dev and fakeroot build the packages; man-db and bash-completion let
-# the install test read the man pages and try the completion.
+# the install test read the man pages and try the completion. clang, libbpf
+# and bpftool build the eBPF data plane; iproute2 makes the test networks.
 packages=(build-essential cmake ninja-build pkg-config
           libboost-dev libboost-thread-dev libboost-system-dev libboost-date-time-dev
           libtirpc-dev rpcsvc-proto rpcbind nlohmann-json3-dev googletest libgtest-dev librapidcheck-dev
-          dpkg-dev fakeroot man-db bash-completion)
+          dpkg-dev fakeroot man-db bash-completion clang libbpf-dev bpftool iproute2)
 for arg in "$@"; do
   case "$arg" in
     --all) packages+=(tshark lintian) ;;

@@ -96,15 +96,30 @@ bool driverRecordSize(unsigned long code, size_t& size) {
   }
 }
 
-DriverModel::DriverModel() : entryLimit(kMaxEntries), enabled(false) {}
+DriverModel::DriverModel() : simulated(settings), active(&simulated) {}
 
 void DriverModel::reset() {
-  macTable.clear();
-  macTable.setBucketCount(MacTable::kDefaultBucketCount);
-  entryLimit = kMaxEntries;
-  enabled = false;
-  interfaces.clear();
-  violations.clear();
+  settings = DriverSettings();
+  active->clear();
+  active->setBucketCount(MacTable::kDefaultBucketCount);
+  publishAll(*active);
+  simulated.setEntryCapacity(kMaxEntries);
+}
+
+int DriverModel::useTable(std::unique_ptr<DriverTable> table) {
+  DriverTable& next = table ? *table : simulated;
+  const int error = publishAll(next);
+  if (error != 0) return error;
+  installed = std::move(table);
+  active = &next;
+  return 0;
+}
+
+int DriverModel::publishAll(DriverTable& table) {
+  int error = table.publishGlobalState(settings.enabled);
+  for (const auto& item : settings.interfaces)
+    if (error == 0) error = table.publishInterface(item.first, DriverInterfaceState(), item.second);
+  return error;
 }
 
 int DriverModel::execute(unsigned long code, unsigned long argument) {
@@ -114,12 +129,17 @@ int DriverModel::execute(unsigned long code, unsigned long argument) {
     // The driver reads the value as an int from the argument word.
     const uint32_t value = static_cast<uint32_t>(argument);
     if (value > 1) return EINVAL;
-    enabled = value == 1;
-    return 0;
+    return setGlobalState(value == 1);
   }
   uint8_t* record = reinterpret_cast<uint8_t*>(argument);
   if (record == nullptr) return EFAULT;
   return executeRecord(code, record);
+}
+
+int DriverModel::setGlobalState(bool enabled) {
+  const int error = active->publishGlobalState(enabled);
+  if (error == 0) settings.enabled = enabled;
+  return error;
 }
 
 int DriverModel::executeRecord(unsigned long code, uint8_t* record) {
@@ -127,7 +147,7 @@ int DriverModel::executeRecord(unsigned long code, uint8_t* record) {
   if (takesInterface(code) && !parseInterface(record, id)) return ENODEV;
   switch (code) {
     case PSIOC_GET_TABLE_INFO:
-      writeField(record, offsetof(psTableInfoArg_t, bucketCount), macTable.bucketCount());
+      writeField(record, offsetof(psTableInfoArg_t, bucketCount), active->beginWalk());
       return 0;
     case PSIOC_GET_TABLE_ENTRY:
       return readEntry(record);
@@ -136,8 +156,7 @@ int DriverModel::executeRecord(unsigned long code, uint8_t* record) {
     case PSIOC_DEL_STATIC:
       return deleteStatic(id, record);
     case PSIOC_MOVE_TO_STATIC:
-      macTable.makeStatic(id - 1);
-      return 0;
+      return active->moveToStatic(id - 1);
     case PSIOC_SET_INTF_STATE:
       return setInterfaceState(id, record);
     case PSIOC_SET_INTF_LIMIT:
@@ -153,56 +172,57 @@ int DriverModel::executeRecord(unsigned long code, uint8_t* record) {
   }
 }
 
+int DriverModel::changeInterface(unsigned int id, const DriverInterfaceState& after) {
+  const int error = active->publishInterface(id, settings.interfaceState(id), after);
+  if (error == 0) settings.interfaces[id] = after;
+  return error;
+}
+
 int DriverModel::setInterfaceState(unsigned int id, const uint8_t* record) {
   const uint32_t state = readField<uint32_t>(record, offsetof(psIntfStateArg_t, state));
   if (state > 1) return EINVAL;
-  interfaces[id].enabled = state == 1;
-  return 0;
+  DriverInterfaceState after = settings.interfaceState(id);
+  after.enabled = state == 1;
+  return changeInterface(id, after);
 }
 
 int DriverModel::setInterfaceLimit(unsigned int id, const uint8_t* record) {
   const uint32_t kind = readField<uint32_t>(record, offsetof(psIntfLimitArg_t, kind));
   const uint32_t limit = readField<uint32_t>(record, offsetof(psIntfLimitArg_t, limit));
   if (kind != PS_LIMIT_DYNAMIC && kind != PS_LIMIT_STATIC) return EINVAL;
-  DriverInterfaceState& settings = interfaces[id];
+  DriverInterfaceState after = settings.interfaceState(id);
   if (kind == PS_LIMIT_DYNAMIC) {
-    settings.hasDynamicLimit = true;
-    settings.dynamicLimit = limit;
+    after.hasDynamicLimit = true;
+    after.dynamicLimit = limit;
   } else {
-    settings.hasStaticLimit = true;
-    settings.staticLimit = limit;
+    after.hasStaticLimit = true;
+    after.staticLimit = limit;
   }
-  return 0;
+  return changeInterface(id, after);
 }
 
 int DriverModel::setVlanLimit(unsigned int id, const uint8_t* record, bool remove) {
   const uint16_t vlan = readField<uint16_t>(record, offsetof(psVlanLimitArg_t, vlan));
   const uint32_t limit = readField<uint32_t>(record, offsetof(psVlanLimitArg_t, limit));
+  DriverInterfaceState after = settings.interfaceState(id);
   // Removing a limit that is not there is not an error: the result is the same.
   if (remove)
-    interfaces[id].vlanLimits.erase(vlan);
+    after.vlanLimits.erase(vlan);
   else
-    interfaces[id].vlanLimits[vlan] = limit;
-  return 0;
+    after.vlanLimits[vlan] = limit;
+  return changeInterface(id, after);
 }
 
 int DriverModel::addStatic(unsigned int id, const uint8_t* record) {
   const MacAddress mac = readMac(record, offsetof(psMacArg_t, mac));
   const uint16_t vlan = readField<uint16_t>(record, offsetof(psMacArg_t, vlan));
-  const uint32_t port = id - 1;
-  if (macTable.assign(mac, vlan, port, true)) return 0;
-  if (macTable.size() >= entryLimit) return ENOSPC;
-  macTable.append(MacTableEntry{mac, vlan, port, true});
-  return 0;
+  return active->addStatic(id - 1, mac, vlan);
 }
 
 int DriverModel::deleteStatic(unsigned int id, const uint8_t* record) {
   const MacAddress mac = readMac(record, offsetof(psMacArg_t, mac));
   const uint16_t vlan = readField<uint16_t>(record, offsetof(psMacArg_t, vlan));
-  const MacTableEntry* existing = macTable.find(mac, vlan);
-  if (existing == nullptr || !existing->isStatic || existing->port != id - 1) return ENOENT;
-  macTable.erase(mac, vlan);
-  return 0;
+  return active->deleteStatic(id - 1, mac, vlan);
 }
 
 void DriverModel::writeEntry(const MacTableEntry& entry, uint8_t* record) {
@@ -225,43 +245,7 @@ int DriverModel::readViolation(unsigned int id, uint8_t* record) const {
 LearnResult DriverModel::learn(uint32_t port, const MacAddress& mac, uint16_t vlan) {
   if (port == UINT32_MAX || !Node::instance().hasInterface(port + 1))
     return LearnResult::unknownPort;
-  const MacTableEntry* existing = macTable.find(mac, vlan);
-  if (existing != nullptr && (existing->isStatic || existing->port == port))
-    return LearnResult::known;
-  if (limitReached(port, vlan)) {
-    violations[port + 1] = DriverViolation{mac, vlan};
-    return LearnResult::violation;
-  }
-  if (existing != nullptr) {
-    macTable.assign(mac, vlan, port, false);
-    return LearnResult::learned;
-  }
-  if (macTable.size() >= entryLimit) return LearnResult::tableFull;
-  macTable.append(MacTableEntry{mac, vlan, port, false});
-  return LearnResult::learned;
-}
-
-bool DriverModel::limitReached(uint32_t port, uint16_t vlan) const {
-  if (!enabled) return false;
-  auto found = interfaces.find(port + 1);
-  if (found == interfaces.end() || !found->second.enabled) return false;
-  const DriverInterfaceState& settings = found->second;
-  if (settings.hasDynamicLimit && macTable.countDynamic(port) >= settings.dynamicLimit) return true;
-  auto vlanLimit = settings.vlanLimits.find(vlan);
-  return vlanLimit != settings.vlanLimits.end() &&
-         macTable.countDynamic(port, vlan) >= vlanLimit->second;
-}
-
-DriverInterfaceState DriverModel::interfaceState(unsigned int id) const {
-  auto found = interfaces.find(id);
-  return found == interfaces.end() ? DriverInterfaceState() : found->second;
-}
-
-bool DriverModel::lastViolation(unsigned int id, DriverViolation& out) const {
-  auto found = violations.find(id);
-  if (found == violations.end()) return false;
-  out = found->second;
-  return true;
+  return active->learn(port, mac, vlan);
 }
 
 }  // namespace sim

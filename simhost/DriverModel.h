@@ -1,6 +1,7 @@
-// The simulated bridge driver's port-security state (switches, limits, MAC
-// table, last violation per interface) and the commands that read and change
-// it, byte for byte as the driver's records lay them out.
+// The bridge driver's commands, decoded byte for byte as the driver's records
+// lay them out, and the switches and limits it accepted. The MAC table, the
+// counts and the violations sit below, in the simulated table or in the
+// eBPF data plane's maps.
 // Not thread-safe: SimDriver guards it.
 #pragma once
 
@@ -8,35 +9,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <map>
+#include <memory>
 
 #include "DriverRecords.h"
+#include "DriverTable.h"
 #include "MacAddress.h"
-#include "MacTable.h"
+#include "SimulatedTable.h"
 
 namespace sim {
-
-struct DriverInterfaceState {
-  bool enabled = false;
-  bool hasDynamicLimit = false;
-  uint32_t dynamicLimit = 0;
-  bool hasStaticLimit = false;
-  uint32_t staticLimit = 0;
-  std::map<uint16_t, uint32_t> vlanLimits;
-};
-
-struct DriverViolation {
-  MacAddress mac = {};
-  uint16_t vlan = 0;
-};
-
-enum class LearnResult {
-  learned,      // a new dynamic entry, or a dynamic entry moved to this port
-  known,        // already on this port, or static
-  violation,    // a limit of the port's interface is reached; nothing learned
-  unknownPort,  // the port stands for no interface of the node
-  tableFull,    // the table holds as many entries as it can; nothing learned
-};
 
 // The length of the record that `code` passes by address: 0 for the command
 // that passes its value itself, false for a code the driver does not know.
@@ -45,13 +25,19 @@ bool driverRecordSize(unsigned long code, size_t& size);
 class DriverModel {
  public:
   // The most entries the simulated table can be sized for.
-  static const uint32_t kMaxEntries = 4194304;
+  static const uint32_t kMaxEntries = SimulatedTable::kMaxEntries;
 
   DriverModel();
 
-  // Factory state: empty table with the default bucket count, switches off,
-  // no limits, no violations.
+  // Factory state: the table in use emptied and back to the default bucket
+  // count, the simulated one to its largest capacity; switches off, no
+  // limits, no violations.
   void reset();
+
+  // From now on commands and frames act on `table` (the simulated table
+  // again when null). The settings in force are published to it first; on
+  // a refusal, its errno, and the table in use stays.
+  int useTable(std::unique_ptr<DriverTable> table);
 
   // Runs one command; `argument` is the ioctl's third argument word. Returns 0
   // when the driver accepts it, otherwise the errno of the refusal: ENODEV for
@@ -64,11 +50,6 @@ class DriverModel {
   // interface `port` + 1.
   LearnResult learn(uint32_t port, const MacAddress& mac, uint16_t vlan);
 
-  // How many entries the table holds at most (1 to kMaxEntries); a smaller
-  // size than the table holds now keeps the entries but takes no new ones.
-  void setEntryCapacity(uint32_t capacity) { entryLimit = capacity; }
-  uint32_t entryCapacity() const { return entryLimit; }
-
   // PSIOC_GET_TABLE_ENTRY on `record`, inline: a walk issues one per bucket
   // and entry, most of them past the end of a chain.
   int readEntry(uint8_t* record) const {
@@ -76,36 +57,41 @@ class DriverModel {
     std::memcpy(&bucket, record + offsetof(psdriver::psTableEntryArg_t, bucket), sizeof bucket);
     std::memcpy(&position, record + offsetof(psdriver::psTableEntryArg_t, position),
                 sizeof position);
-    const MacTableEntry* entry = macTable.at(bucket, position);
+    const MacTableEntry* entry = active->entryAt(bucket, position);
     if (entry == nullptr) return ENOENT;
     writeEntry(*entry, record);
     return 0;
   }
 
-  MacTable& table() { return macTable; }
-  const MacTable& table() const { return macTable; }
-  bool globalState() const { return enabled; }
+  DriverTable& table() { return *active; }
+  SimulatedTable& simulatedTable() { return simulated; }
+  bool globalState() const { return settings.enabled; }
   // Defaults for an interface never configured.
-  DriverInterfaceState interfaceState(unsigned int id) const;
+  DriverInterfaceState interfaceState(unsigned int id) const { return settings.interfaceState(id); }
   // False when no violation was recorded on the interface.
-  bool lastViolation(unsigned int id, DriverViolation& out) const;
+  bool lastViolation(unsigned int id, DriverViolation& out) const {
+    return active->lastViolation(id, out);
+  }
 
  private:
   int executeRecord(unsigned long code, uint8_t* record);
+  int setGlobalState(bool enabled);
   int setInterfaceState(unsigned int id, const uint8_t* record);
   int setInterfaceLimit(unsigned int id, const uint8_t* record);
   int setVlanLimit(unsigned int id, const uint8_t* record, bool remove);
+  // Publishes `after` as interface `id`'s settings, and keeps them once the
+  // table took them.
+  int changeInterface(unsigned int id, const DriverInterfaceState& after);
+  int publishAll(DriverTable& table);
   int addStatic(unsigned int id, const uint8_t* record);
   int deleteStatic(unsigned int id, const uint8_t* record);
   static void writeEntry(const MacTableEntry& entry, uint8_t* record);
   int readViolation(unsigned int id, uint8_t* record) const;
-  bool limitReached(uint32_t port, uint16_t vlan) const;
 
-  MacTable macTable;
-  uint32_t entryLimit;
-  bool enabled;
-  std::map<unsigned int, DriverInterfaceState> interfaces;
-  std::map<unsigned int, DriverViolation> violations;
+  DriverSettings settings;
+  SimulatedTable simulated;
+  std::unique_ptr<DriverTable> installed;
+  DriverTable* active;
 };
 
 }  // namespace sim

@@ -42,6 +42,10 @@ void MacTable::rebuildChains() {
 }
 
 uint32_t MacTable::bucketOf(const MacAddress& mac, uint16_t vlan) const {
+  return sim::bucketOf(mac, vlan, buckets);
+}
+
+uint32_t bucketOf(const MacAddress& mac, uint16_t vlan, uint32_t buckets) {
   if (buckets == 0) return 0;
   uint32_t hash = vlan;
   for (uint8_t byte : mac) hash = hash * 31 + byte;

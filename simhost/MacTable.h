@@ -15,6 +15,9 @@
 
 namespace sim {
 
+// The bucket that (mac, vlan) hashes to among `buckets`; 0 when there are none.
+uint32_t bucketOf(const MacAddress& mac, uint16_t vlan, uint32_t buckets);
+
 struct MacTableEntry {
   MacAddress mac = {};
   uint16_t vlan = 0;

@@ -95,6 +95,11 @@ LearnResult Driver::learn(uint32_t port, const MacAddress& mac, uint16_t vlan) {
   return state.model.learn(port, mac, vlan);
 }
 
+int Driver::useTable(std::unique_ptr<DriverTable> table) {
+  Guard guard(state.lock);
+  return state.model.useTable(std::move(table));
+}
+
 std::vector<std::vector<MacTableEntry>> Driver::table() const {
   Guard guard(state.lock);
   return state.model.table().chains();
@@ -112,12 +117,12 @@ void Driver::setBucketCount(uint32_t count) {
 
 void Driver::setEntryCapacity(uint32_t capacity) {
   Guard guard(state.lock);
-  state.model.setEntryCapacity(capacity);
+  state.model.simulatedTable().setEntryCapacity(capacity);
 }
 
 uint32_t Driver::bucketOf(const MacAddress& mac, uint16_t vlan) const {
   Guard guard(state.lock);
-  return state.model.table().bucketOf(mac, vlan);
+  return sim::bucketOf(mac, vlan, state.model.table().bucketCount());
 }
 
 bool Driver::globalState() const {

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "DriverCommandLog.h"
@@ -21,10 +22,14 @@ class Driver {
  public:
   static Driver& instance();
 
-  // Factory state: empty table with 16 buckets and the largest entry
-  // capacity, switches off, no limits, no violations, faults cleared, command
-  // log cleared and back to its default capacity. Open handles stay open.
+  // Factory state: the table in use emptied, with 16 buckets (the simulated
+  // one with the largest entry capacity), switches off, no limits, no violations, faults cleared,
+  // command log cleared and back to its default capacity. Open handles stay open.
   void reset();
+
+  // Commands and frames act on `table` from now on (the simulated table when
+  // null): 0, or the errno with which it refused the settings in force.
+  int useTable(std::unique_ptr<DriverTable> table);
 
   // A frame from `mac` in `vlan` arriving on driver port `port`.
   LearnResult learn(uint32_t port, const MacAddress& mac, uint16_t vlan);

@@ -1,5 +1,6 @@
-// The description of a simulated node that pshost runs: interfaces, GEM
-// bindings, VLANs, management address, profile mode and driver size. Read
+// The description of a node that pshost runs: interfaces, GEM bindings,
+// VLANs, management address, profile mode, and the driver: its size, and
+// whether it is simulated or an eBPF data plane on Linux devices. Read
 // from a JSON node file or taken from the built-in default node. Plain data;
 // parsing is pure and safe from any thread.
 #pragma once
@@ -18,6 +19,8 @@ struct NodeInterface {
   unsigned int type = 0;  // the host's interface-type number
   bool active = true;
   bool uplink = false;
+  std::string netdev;  // the Linux device on the data plane; empty: the name
+  uint16_t pvid = 1;   // the VLAN of untagged frames on the data plane
 };
 
 struct NodeGem {
@@ -38,6 +41,8 @@ struct NodeConfig {
   unsigned int driverBuckets = 0;      // 0 keeps the driver's own size
   unsigned int driverEntries = 0;      // 0 keeps the driver's own capacity
   unsigned int driverLogCapacity = 0;  // 0 keeps the command log's own capacity
+  bool dataplane = false;              // the eBPF data plane instead of the simulated table
+  bool keepAttached = false;           // the data plane stays attached after pshost
 };
 
 // A node file that cannot be used. what() is the one line to print, naming

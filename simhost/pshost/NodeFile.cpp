@@ -110,17 +110,20 @@ const unsigned long kMaxId = 0xffffffffUL;
 // host's names may be: the module cuts them on the wire.
 const size_t kMaxNameLength = 63;
 const size_t kMaxBridgeNameLength = 15;  // a Linux network device name
+const size_t kMaxDeviceNameLength = 15;
 
 uint16_t readVlan(const Field& field) { return static_cast<uint16_t>(field.number(1, 4094)); }
 
 NodeInterface readInterface(const Field& field) {
-  field.object({"id", "name", "type", "active", "uplink"});
+  field.object({"id", "name", "type", "active", "uplink", "netdev", "pvid"});
   NodeInterface intf;
   intf.id = static_cast<unsigned int>(field.required("id").number(1, kMaxId));
   intf.name = field.required("name").text(kMaxNameLength);
   intf.type = static_cast<unsigned int>(field.required("type").number(0, kLastType));
   if (field.has("active")) intf.active = field.child("active").boolean();
   if (field.has("uplink")) intf.uplink = field.child("uplink").boolean();
+  if (field.has("netdev")) intf.netdev = field.child("netdev").text(kMaxDeviceNameLength);
+  if (field.has("pvid")) intf.pvid = readVlan(field.child("pvid"));
   return intf;
 }
 
@@ -210,7 +213,15 @@ NodeConfig parseNodeText(const std::string& text) {
   if (root.has("profileMode")) node.profileMode = root.child("profileMode").boolean();
   if (root.has("driver")) {
     Field driver = root.child("driver");
-    driver.object({"buckets", "entries", "logCapacity"});
+    driver.object({"buckets", "entries", "logCapacity", "dataplane", "keepAttached"});
+    if (driver.has("dataplane")) {
+      Field dataplane = driver.child("dataplane");
+      const std::string kind = dataplane.text(16);
+      if (kind != "ebpf" && kind != "simulated")
+        dataplane.fail("expected \"ebpf\" or \"simulated\"");
+      node.dataplane = kind == "ebpf";
+    }
+    if (driver.has("keepAttached")) node.keepAttached = driver.child("keepAttached").boolean();
     if (driver.has("buckets"))
       node.driverBuckets = static_cast<unsigned int>(driver.child("buckets").number(1, 65536));
     if (driver.has("entries"))

@@ -6,6 +6,7 @@
 
 #include "BLLManager.h"
 #include "ControlSupport.h"
+#include "DataplaneProgram.h"
 #include "SimHost.h"
 #include "TextTable.h"
 
@@ -60,7 +61,13 @@ void learnCommand(const Words& args, ControlOutput& out) {
   unsigned int port = numberArg(args[0], "driver port");
   std::array<uint8_t, 6> mac = macArg(args[1]);
   uint16_t vlan = vlanArg(args[2]);
-  switch (sim::Driver::instance().learn(port, mac, vlan)) {
+  sim::LearnResult result;
+  try {
+    result = sim::Driver::instance().learn(port, mac, vlan);
+  } catch (const sim::DataplaneError& error) {
+    throw CommandError(error.what());
+  }
+  switch (result) {
     case sim::LearnResult::learned:
       out.line("learned");
       break;
@@ -72,6 +79,9 @@ void learnCommand(const Words& args, ControlOutput& out) {
       break;
     case sim::LearnResult::tableFull:
       out.line("table full");
+      break;
+    case sim::LearnResult::unlearnable:
+      out.line("not learned (a group or all-zero source)");
       break;
     case sim::LearnResult::unknownPort:
       throw CommandError("driver port " + args[0] + " stands for no interface");

@@ -13,6 +13,7 @@
 #include "BuildVersion.h"
 #include "ControlCommands.h"
 #include "ControlServer.h"
+#include "DataplaneSetup.h"
 #include "HostOptions.h"
 #include "ModuleHost.h"
 #include "NodeConfig.h"
@@ -50,6 +51,13 @@ int run(const pshost::HostOptions& options, const sigset_t& stopSignals) {
   if (options.logCapacity != 0)
     node.driverLogCapacity = static_cast<unsigned int>(options.logCapacity);
   pshost::applyNode(node);
+  // Detaches the data plane on every way out of run(), unless the node keeps it.
+  std::unique_ptr<sim::TcAttachment> dataplane;
+  try {
+    dataplane = pshost::startDataplane(node);
+  } catch (const sim::DataplaneError& error) {
+    return startFailure(error.what());
+  }
   pshost::ControlServer control(options.controlPath, pshost::runControlCommand);
   std::string modulePath =
       options.modulePath.empty() ? pshost::defaultModulePath() : options.modulePath;
