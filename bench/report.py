@@ -180,7 +180,8 @@ def memory_section():
 
 model, cpus, kernel = machine()
 print("# Benchmark results\n")
-print("Written by `bench/run.sh`; every figure below comes from the one run.\n")
+print("Written by `bench/run.sh`; every figure below comes from the one run.")
+print("The eBPF data plane against the Linux bridge (frames forwarded, fresh MACs admitted, listing) is measured apart, by `bench/dataplane.sh`: see [DATAPLANE.md](DATAPLANE.md).\n")
 print("- Date: %s" % read("date"))
 print("- Machine: %s, %s CPUs (`nproc`), Linux %s" % (model, cpus, kernel))
 print("- Code: commit %s" % read("commit", "unknown"))
