@@ -5,9 +5,12 @@
 #   LIBDIR/portsecurity/  libportsecurity.so (a plug-in, loaded by path) and
 #                         libsimhost.so (pshost's private library)
 #   BINDIR/               pshost, psctl
-#   DATADIR/portsecurity/ portsecurity.x
+#   DATADIR/portsecurity/ portsecurity.x, portsecurity.bpf.o (the data plane's
+#                         kernel program: BPF byte code, the same on every
+#                         architecture, so it is data rather than a plug-in)
 #   share/doc/<package>/  docs/, the example node, copyright, changelog
 #   MANDIR/man1/          psctl.1.gz, pshost.1.gz
+#   share/lintian/        the tools package's lintian overrides
 #   bash completion       psctl
 
 # Debian tools take the maintainer from DEBFULLNAME and DEBEMAIL; without
@@ -61,6 +64,14 @@ install(TARGETS simhost LIBRARY DESTINATION ${PS_PLUGIN_DIR} COMPONENT tools)
 install(TARGETS pshost psctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 
 install(FILES portsecurity/rpc/portsecurity.x DESTINATION ${CMAKE_INSTALL_DATADIR}/portsecurity
+        COMPONENT tools)
+# The object libsimhost embeds, for bpftool and llvm-objdump: pshost never
+# reads it from disk. Left unstripped: its BTF describes the maps.
+install(FILES ${PS_BPF_OBJECT} DESTINATION ${CMAKE_INSTALL_DATADIR}/portsecurity COMPONENT tools)
+# lintian takes any ELF object for a binary of the machine it names: the
+# overrides say why this one is in /usr/share and is not x86 or ARM code.
+install(FILES packaging/portsecurity-tools.lintian-overrides
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides RENAME ${PS_TOOLS_PACKAGE}
         COMPONENT tools)
 install(DIRECTORY docs/ DESTINATION ${PS_TOOLS_DOCDIR} COMPONENT tools)
 install(FILES examples/olt.json DESTINATION ${PS_TOOLS_DOCDIR}/examples COMPONENT tools)

@@ -54,15 +54,19 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION
 pshost runs the port-security module on a simulated network element
 (interfaces, VLANs, GPON GEM ports and a bridge driver with its MAC table)
 and serves its RPC program; a control socket plays the world around the
-host. psctl manages port security over RPC in an operator's words, with
-JSON output for scripts. Includes the protocol definition, man pages, bash
-completion and an example node.")
+host. pshost can also guard real Linux interfaces with an eBPF data plane:
+a kernel program at each device's traffic-control ingress learns source
+addresses and drops the frames over the limits. psctl manages port
+security over RPC in an operator's words, with JSON output for scripts.
+Includes the protocol definition, the data plane's BPF object, man pages,
+bash completion and an example node.")
 # pshost loads the module from the plug-in directory; pshost registers and
 # psctl looks up the program through the port mapper.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "portsecurity-module (= ${PROJECT_VERSION}), rpcbind, netbase")
 
 # The libraries' Depends come from dpkg-shlibdeps, for a cross build too:
 # the project config sets DEB_HOST_ARCH so that it reads the target's.
+# libsimhost links libbpf for the data plane, so the tools depend on libbpf1.
 if(DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
   # libsimhost.so is pshost's private library, shipped in the same package.
@@ -75,6 +79,9 @@ endif()
 # lintian (scripts/package.sh runs it) reports no errors or warnings. At
 # information level it notes binary-has-unneeded-section .comment: CPack
 # strips with plain `strip`, which keeps the compiler's identification; it
-# does no harm and is left.
+# does no harm and is left. The BPF object in the tools package is an ELF
+# file of no host architecture in /usr/share: the two errors that lintian
+# gives it are overridden, with the reason, in
+# packaging/portsecurity-tools.lintian-overrides.
 
 include(CPack)

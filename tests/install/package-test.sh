@@ -2,8 +2,9 @@
 # Plain `cpack -G DEB` in a build folder, whatever its prefix: packages for
 # /usr, each with its own synopsis and a clean long text, Depends that name
 # what the binaries link (as dpkg-shlibdeps computes it for the target) and
-# what reaching the port mapper needs; lintian-clean where lintian is
-# installed. Usage: package-test.sh BUILD_DIR
+# what reaching the port mapper needs; the data plane's BPF object shipped
+# unchanged; lintian-clean where lintian is installed.
+# Usage: package-test.sh BUILD_DIR
 set -uo pipefail
 build=$1
 failures=0
@@ -48,9 +49,26 @@ for package in portsecurity-module portsecurity-tools; do
 done
 [ "${synopses[0]:-}" != "${synopses[1]:-}" ] || fail "both packages have the synopsis '${synopses[0]:-}'"
 # shellcheck disable=SC2086
-tools_depends=$(dpkg-deb -f $build/packages/portsecurity-tools_*_$arch.deb Depends)
+tools_deb=$(ls $build/packages/portsecurity-tools_*_$arch.deb)
+# shellcheck disable=SC2086
+module_deb=$(ls $build/packages/portsecurity-module_*_$arch.deb)
+tools_depends=$(dpkg-deb -f "$tools_deb" Depends)
 grep -q 'rpcbind' <<<"$tools_depends" && grep -q 'netbase' <<<"$tools_depends" ||
   fail "portsecurity-tools: Depends lacks rpcbind or netbase: $tools_depends"
+# libsimhost links libbpf for the data plane; the module, loaded on the
+# element, must not need it.
+grep -q 'libbpf1' <<<"$tools_depends" || fail "portsecurity-tools: Depends lacks libbpf1: $tools_depends"
+grep -q 'libbpf' <<<"$(dpkg-deb -f "$module_deb" Depends)" &&
+  fail "portsecurity-module: Depends names libbpf: $(dpkg-deb -f "$module_deb" Depends)"
+# The data plane's object ships as built: a strip for the package's
+# architecture would take its BTF, which describes the maps.
+object=./usr/share/portsecurity/portsecurity.bpf.o
+if ! dpkg-deb --fsys-tarfile "$tools_deb" | tar -xOf - "$object" >"$build/packaged.bpf.o" 2>/dev/null; then
+  fail "portsecurity-tools: no $object"
+elif ! cmp -s "$build/packaged.bpf.o" "$build/portsecurity.bpf.o"; then
+  fail "portsecurity-tools: $object differs from the one built"
+fi
+rm -f "$build/packaged.bpf.o"
 
 if command -v lintian >/dev/null; then
   report=$(lintian --fail-on error,warning "$build"/packages/*.deb 2>/dev/null) ||
