@@ -15,6 +15,7 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 extern char** environ;
 
@@ -49,6 +50,19 @@ pid_t spawn(std::vector<std::string> argv, const std::string& out, const std::st
   if (posix_spawn(&pid, args[0], &actions, nullptr, args.data(), environ) != 0) pid = -1;
   posix_spawn_file_actions_destroy(&actions);
   return pid;
+}
+
+// The node as the suite runs it: built for the data plane, the same node on
+// the eBPF driver, whose devices the suite's network provides.
+std::string nodeForThisSuite(const std::string& node) {
+#ifdef PS_E2E_DATAPLANE
+  if (node.empty()) return node;
+  nlohmann::json document = nlohmann::json::parse(node);
+  document["driver"]["dataplane"] = "ebpf";
+  return document.dump();
+#else
+  return node;
+#endif
 }
 
 }  // namespace
@@ -102,7 +116,8 @@ RunResult Background::stop(int signal) {
 
 Pshost::Pshost(const std::string& node) {
   std::vector<std::string> argv = {"pshost", "--control", dir.file("control")};
-  if (!node.empty()) argv.insert(argv.end(), {"--node", dir.write("node.json", node)});
+  const std::string text = nodeForThisSuite(node);
+  if (!text.empty()) argv.insert(argv.end(), {"--node", dir.write("node.json", text)});
   pid = spawn(commandLine(argv), dir.file("log"), dir.file("log"));
   for (int attempt = 0; pid > 0 && !up && attempt < 100; ++attempt) {
     up = psctl({"--timeout", "1", "ping"}).status == 0;
@@ -113,11 +128,18 @@ Pshost::Pshost(const std::string& node) {
 
 Pshost::~Pshost() {
   if (pid <= 0) return;
-  ::kill(pid, SIGTERM);
-  int status = 0;
-  ::waitpid(pid, &status, 0);
+  const int status = stop(SIGTERM);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "pshost's status after SIGTERM";
 }
+
+int Pshost::stop(int signal) {
+  int status = -1;
+  if (pid > 0 && ::kill(pid, signal) == 0) ::waitpid(pid, &status, 0);
+  pid = -1;
+  return status;
+}
+
+std::string Pshost::output() const { return readFile(dir.file("log")); }
 
 RunResult Pshost::psctl(const std::vector<std::string>& args) const {
   std::vector<std::string> argv = {"psctl", "--control", dir.file("control")};

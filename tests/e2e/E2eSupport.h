@@ -79,10 +79,15 @@ class Pshost {
  public:
   // Starts pshost on the node file text `node` (empty: the built-in node) and
   // waits until psctl ping gets an answer; fails the test when none comes.
+  // In the data-plane suite the node runs on the eBPF driver.
   explicit Pshost(const std::string& node = std::string());
   ~Pshost();  // SIGTERM, expecting exit status 0
 
   bool ready() const { return up; }
+  // Sends `signal` and waits for the end: the wait status. The destructor
+  // then has nothing left to stop.
+  int stop(int signal);
+  std::string output() const;                                   // what pshost wrote so far
   RunResult psctl(const std::vector<std::string>& args) const;  // on this host's control socket
   RunResult sim(const std::string& command) const;              // psctl sim WORDS...
   // Sends raw text to the control socket; everything read until the host
