@@ -64,11 +64,10 @@ enum ps_verdict {
   PS_UNLEARNABLE = 4, /* runt, double tag, VLAN 4095, group or zero source */
 };
 
-/* Per-CPU frame counters, indexed by verdict, then the two actions. */
+/* Per-CPU frame counters: one per verdict, then the frames dropped. */
 enum ps_counter {
-  PS_COUNT_PASSED = 5,
-  PS_COUNT_DROPPED = 6,
-  PS_COUNTERS = 7,
+  PS_COUNT_DROPPED = 5,
+  PS_COUNTERS = 6,
 };
 
 struct ps_probe_result {

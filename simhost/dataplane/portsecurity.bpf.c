@@ -108,41 +108,51 @@ static __always_inline int is_tag(__be16 proto)
 /* The frame's source and VLAN; false for a frame that must never be learned:
  * too short for its headers, tagged twice, in VLAN 4095, or from a group or
  * all-zero address. A tag may sit in the packet or in the skb's metadata
- * when the device took it off. */
+ * when the device took it off. Headers are read in place, pulled into the
+ * linear part first when a device left them outside. */
 static __always_inline int parse_frame(struct __sk_buff *skb, __u16 pvid, struct frame *frame)
 {
-	struct ethhdr eth;
-	struct vlan_tag tag;
+	const __u32 headers = sizeof(struct ethhdr) + sizeof(struct vlan_tag);
+	void *data = (void *)(long)skb->data;
+	void *data_end = (void *)(long)skb->data_end;
+	struct ethhdr *eth;
+	struct vlan_tag *tag;
 	__u16 vid = 0;
 	int tagged = 0;
 
-	if (bpf_skb_load_bytes(skb, 0, &eth, sizeof eth) < 0)
+	if (data + headers > data_end && skb->len > data_end - data) {
+		bpf_skb_pull_data(skb, skb->len < headers ? skb->len : headers);
+		data = (void *)(long)skb->data;
+		data_end = (void *)(long)skb->data_end;
+	}
+	eth = data;
+	if ((void *)(eth + 1) > data_end)
 		return 0;
-	frame->payload_proto = eth.h_proto;
-	frame->payload_offset = sizeof eth;
+	frame->payload_proto = eth->h_proto;
+	frame->payload_offset = sizeof *eth;
 	if (skb->vlan_present) {
 		vid = skb->vlan_tci & 0x0fff;
 		tagged = 1;
 	}
-	if (is_tag(eth.h_proto)) {
-		if (tagged || bpf_skb_load_bytes(skb, sizeof eth, &tag, sizeof tag) < 0 ||
-		    is_tag(tag.proto))
+	if (is_tag(eth->h_proto)) {
+		tag = (void *)(eth + 1);
+		if (tagged || (void *)(tag + 1) > data_end || is_tag(tag->proto))
 			return 0;
-		vid = bpf_ntohs(tag.tci) & 0x0fff;
+		vid = bpf_ntohs(tag->tci) & 0x0fff;
 		tagged = 1;
-		frame->payload_proto = tag.proto;
-		frame->payload_offset += sizeof tag;
+		frame->payload_proto = tag->proto;
+		frame->payload_offset += sizeof *tag;
 	}
 	if (!tagged || vid == 0)
 		vid = pvid;
 	if (vid == 0x0fff)
 		return 0;
-	if (eth.h_source[0] & 1)
+	if (eth->h_source[0] & 1)
 		return 0;
-	if ((eth.h_source[0] | eth.h_source[1] | eth.h_source[2] | eth.h_source[3] |
-	     eth.h_source[4] | eth.h_source[5]) == 0)
+	if ((eth->h_source[0] | eth->h_source[1] | eth->h_source[2] | eth->h_source[3] |
+	     eth->h_source[4] | eth->h_source[5]) == 0)
 		return 0;
-	__builtin_memcpy(frame->key.mac, eth.h_source, sizeof frame->key.mac);
+	__builtin_memcpy(frame->key.mac, eth->h_source, sizeof frame->key.mac);
 	frame->key.vlan = vid;
 	return 1;
 }
@@ -287,23 +297,20 @@ int ps_ingress(struct __sk_buff *skb)
 	__u32 ifindex = skb->ifindex;
 	struct ps_port *port = bpf_map_lookup_elem(&guarded_ports, &ifindex);
 	struct frame frame = {};
-	enum ps_verdict verdict;
+	enum ps_verdict verdict = PS_UNLEARNABLE;
 	int pass;
 
 	if (!port)
 		return TC_ACT_OK;
-	if (parse_frame(skb, port->pvid, &frame)) {
+	if (parse_frame(skb, port->pvid, &frame))
 		verdict = learn(port->port, &frame.key);
-		pass = verdict == PS_KNOWN || verdict == PS_LEARNED ||
-		       (verdict == PS_TABLE_FULL && !is_guarded(port->port));
-		record_probe(skb, &frame, verdict);
-	} else {
-		verdict = PS_UNLEARNABLE;
-		pass = !is_guarded(port->port);
-	}
+	pass = verdict == PS_KNOWN || verdict == PS_LEARNED || !is_guarded(port->port);
+	record_probe(skb, &frame, verdict);
 	count_frame(verdict);
-	count_frame(pass ? PS_COUNT_PASSED : PS_COUNT_DROPPED);
-	return pass ? TC_ACT_OK : TC_ACT_SHOT;
+	if (pass)
+		return TC_ACT_OK;
+	count_frame(PS_COUNT_DROPPED);
+	return TC_ACT_SHOT;
 }
 
 /* Makes (mac, vlan) a static entry of the port: a new entry, or an existing

@@ -63,6 +63,8 @@ TEST_F(RealFramesTest, SettingsMadeWithPsctlDecideWhatTheBridgeForwards) {
   psctl({"state", "on"});
   EXPECT_FALSE(passes(4, 100));
   EXPECT_TRUE(passes(1, 100));  // known stations go on
+  EXPECT_EQ("not learned (a group or all-zero source)\nok\n",
+            host.sim("learn 1 01:00:5e:00:00:01 100").out);
   EXPECT_EQ("last violation on interface 2: 02:00:00:00:00:04 in VLAN 100\n",
             host.psctl({"violation", "2"}).out);
   EXPECT_EQ((std::set<std::string>{"02:00:00:00:00:01/100", "02:00:00:00:00:02/100",
