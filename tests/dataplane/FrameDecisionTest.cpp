@@ -87,7 +87,7 @@ class FrameDecisionTest : public ::testing::Test {
     return all;
   }
 
-  static const uint32_t kCapacity = 6;
+  static constexpr uint32_t kCapacity = 6;
   std::shared_ptr<sim::DataplaneProgram> program;
   sim::DataplaneTable table;
   sim::DriverSettings settings;
