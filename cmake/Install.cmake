@@ -96,7 +96,13 @@ foreach(page psctl.1 pshost.1)
           COMPONENT tools)
 endforeach()
 configure_file(packaging/changelog.in ${PS_PACKAGING_OUT}/changelog @ONLY)
-configure_file(packaging/copyright.in ${PS_PACKAGING_OUT}/copyright @ONLY)
+# Each package's copyright names its own files: the tools also carry the
+# JSON library compiled into pshost and psctl.
+configure_file(packaging/copyright.in ${PS_PACKAGING_OUT}/module/copyright @ONLY)
+file(READ ${PS_PACKAGING_OUT}/module/copyright PS_COPYRIGHT_COMMON)
+file(READ packaging/copyright-tools.in PS_COPYRIGHT_TOOLS)
+file(WRITE ${PS_PACKAGING_OUT}/tools/copyright.in "${PS_COPYRIGHT_COMMON}${PS_COPYRIGHT_TOOLS}")
+configure_file(${PS_PACKAGING_OUT}/tools/copyright.in ${PS_PACKAGING_OUT}/tools/copyright @ONLY)
 add_custom_command(
   OUTPUT ${PS_PACKAGING_OUT}/changelog.gz
   COMMAND ${GZIP} -9nc ${PS_PACKAGING_OUT}/changelog > ${PS_PACKAGING_OUT}/changelog.gz
@@ -106,6 +112,6 @@ add_custom_target(compressed_docs ALL DEPENDS ${PS_COMPRESSED})
 
 foreach(component module tools)
   string(TOUPPER ${component} upper)
-  install(FILES ${PS_PACKAGING_OUT}/copyright ${PS_PACKAGING_OUT}/changelog.gz
+  install(FILES ${PS_PACKAGING_OUT}/${component}/copyright ${PS_PACKAGING_OUT}/changelog.gz
           DESTINATION ${PS_${upper}_DOCDIR} COMPONENT ${component})
 endforeach()

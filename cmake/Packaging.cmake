@@ -62,6 +62,8 @@ Includes the protocol definition, the data plane's BPF object, man pages,
 bash completion and an example node.")
 # pshost loads the module from the plug-in directory; pshost registers and
 # psctl looks up the program through the port mapper.
+# The psctl completion uses bash-completion's helpers.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "bash-completion")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "portsecurity-module (= ${PROJECT_VERSION}), rpcbind, netbase")
 
 # The libraries' Depends come from dpkg-shlibdeps, for a cross build too:

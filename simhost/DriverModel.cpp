@@ -146,9 +146,12 @@ int DriverModel::executeRecord(unsigned long code, uint8_t* record) {
   unsigned int id = 0;
   if (takesInterface(code) && !parseInterface(record, id)) return ENODEV;
   switch (code) {
-    case PSIOC_GET_TABLE_INFO:
-      writeField(record, offsetof(psTableInfoArg_t, bucketCount), active->beginWalk());
+    case PSIOC_GET_TABLE_INFO: {
+      uint32_t buckets = 0;
+      if (const int error = active->beginWalk(buckets)) return error;
+      writeField(record, offsetof(psTableInfoArg_t, bucketCount), buckets);
       return 0;
+    }
     case PSIOC_GET_TABLE_ENTRY:
       return readEntry(record);
     case PSIOC_ADD_STATIC:

@@ -81,9 +81,9 @@ class DriverTable {
   virtual uint32_t bucketCount() const = 0;
   // Rehashes the entries into `count` chains, keeping their order.
   virtual void setBucketCount(uint32_t count) = 0;
-  // Starts a table walk and answers the bucket count; the entries it reads
-  // stay as they were here until the next walk starts.
-  virtual uint32_t beginWalk() = 0;
+  // Starts a table walk: the bucket count, and the entries it reads stay as
+  // they were here until the next walk starts. 0 or the errno of a failure.
+  virtual int beginWalk(uint32_t& buckets) = 0;
   // The entry at `position` of `bucket`'s chain in the walk; null past the
   // chain's end or for a bucket out of range.
   virtual const MacTableEntry* entryAt(uint32_t bucket, uint32_t position) const = 0;

@@ -36,7 +36,10 @@ class SimulatedTable final : public DriverTable {
   LearnResult learn(uint32_t port, const MacAddress& mac, uint16_t vlan) override;
   uint32_t bucketCount() const override { return macTable.bucketCount(); }
   void setBucketCount(uint32_t count) override { macTable.setBucketCount(count); }
-  uint32_t beginWalk() override { return macTable.bucketCount(); }
+  int beginWalk(uint32_t& buckets) override {
+    buckets = macTable.bucketCount();
+    return 0;
+  }
   const MacTableEntry* entryAt(uint32_t bucket, uint32_t position) const override {
     return macTable.at(bucket, position);
   }

@@ -143,9 +143,9 @@ void DataplaneTable::setBucketCount(uint32_t count) {
   snapshot.clear();
 }
 
-uint32_t DataplaneTable::beginWalk() {
-  takeSnapshot();
-  return buckets;
+int DataplaneTable::beginWalk(uint32_t& count) {
+  count = buckets;
+  return takeSnapshot();
 }
 
 std::vector<std::vector<MacTableEntry>> DataplaneTable::chains() {
@@ -155,10 +155,11 @@ std::vector<std::vector<MacTableEntry>> DataplaneTable::chains() {
 
 // The map in one pass, each entry in the bucket the simulated table's hash
 // gives it and, within its bucket, in the order the table learned it.
-void DataplaneTable::takeSnapshot() {
+int DataplaneTable::takeSnapshot() {
   std::vector<std::pair<ps_mac_key, ps_mac_entry>> entries;
   snapshot.assign(buckets, {});
-  if (buckets == 0 || !readMap(program->maps().macTable, entries)) return;
+  if (buckets == 0) return 0;
+  if (!readMap(program->maps().macTable, entries)) return errno;
   std::sort(entries.begin(), entries.end(),
             [](const auto& a, const auto& b) { return a.second.seq < b.second.seq; });
   for (const auto& item : entries) {
@@ -169,6 +170,7 @@ void DataplaneTable::takeSnapshot() {
     entry.isStatic = (item.second.owner & PS_OWNER_STATIC) != 0;
     snapshot[bucketOf(entry.mac, entry.vlan, buckets)].push_back(entry);
   }
+  return 0;
 }
 
 }  // namespace sim

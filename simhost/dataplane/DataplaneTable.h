@@ -36,7 +36,7 @@ class DataplaneTable final : public DriverTable {
   LearnResult learn(uint32_t port, const MacAddress& mac, uint16_t vlan) override;
   uint32_t bucketCount() const override { return buckets; }
   void setBucketCount(uint32_t count) override;
-  uint32_t beginWalk() override;
+  int beginWalk(uint32_t& buckets) override;
   const MacTableEntry* entryAt(uint32_t bucket, uint32_t position) const override {
     if (bucket >= snapshot.size() || position >= snapshot[bucket].size()) return nullptr;
     return &snapshot[bucket][position];
@@ -46,7 +46,8 @@ class DataplaneTable final : public DriverTable {
   const std::vector<GuardedDevice>& devices() const { return guarded; }
 
  private:
-  void takeSnapshot();
+  // 0, or the errno of the map read (and then an empty snapshot).
+  int takeSnapshot();
 
   std::shared_ptr<DataplaneProgram> program;
   std::vector<GuardedDevice> guarded;

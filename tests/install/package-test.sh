@@ -69,6 +69,14 @@ elif ! cmp -s "$build/packaged.bpf.o" "$build/portsecurity.bpf.o"; then
   fail "portsecurity-tools: $object differs from the one built"
 fi
 rm -f "$build/packaged.bpf.o"
+# Each copyright file speaks of its own package's files only.
+copyright() { dpkg-deb --fsys-tarfile "$1" | tar -xOf - "./usr/share/doc/$2/copyright"; }
+copyright "$module_deb" portsecurity-module | grep -q 'usr/bin' &&
+  fail "portsecurity-module: copyright names files of the tools package"
+copyright "$tools_deb" portsecurity-tools | grep -q 'Files: usr/bin/pshost' ||
+  fail "portsecurity-tools: copyright lacks the stanza for pshost and psctl"
+grep -q 'bash-completion' <<<"$(dpkg-deb -f "$tools_deb" Recommends)" ||
+  fail "portsecurity-tools: the completion's helpers are neither recommended nor needed"
 
 if command -v lintian >/dev/null; then
   report=$(lintian --fail-on error,warning "$build"/packages/*.deb 2>/dev/null) ||
