@@ -3,7 +3,9 @@
 GETPORT lookup over UDP, then calls over UDP that the server refuses (another
 procedure or program version, an unknown credential), values out
 of their types' range, trailing bytes, and two clients that use the same
-transaction id for different procedures. Usage: dissector-raw-calls.py PSHOST_PID"""
+transaction id for different procedures; a GETADDR (version 3) lookup over TCP,
+then calls over TCP from a chosen reserved port.
+Usage: dissector-raw-calls.py PSHOST_PID, or dissector-raw-calls.py --tcp-from CLIENT_PORT"""
 import os
 import signal
 import socket
@@ -26,6 +28,33 @@ def words(*values):
 def exchange(sock, address, message):
     sock.sendto(message, address)
     return sock.recvfrom(65536)[0]
+
+
+def xdr_string(text):
+    data = text.encode()
+    return struct.pack(">I", len(data)) + data + b"\0" * (-len(data) % 4)
+
+
+def record_exchange(sock, message):
+    sock.sendall(struct.pack(">I", 0x80000000 | len(message)) + message)
+    length = struct.unpack(">I", sock.recv(4, socket.MSG_WAITALL))[0] & 0x7FFFFFFF
+    return sock.recv(length, socket.MSG_WAITALL)
+
+
+def tcp_calls(client_port):
+    with socket.create_connection(("127.0.0.1", 111), timeout=5) as mapper:
+        lookup = call(0x61, 3, words(PROGRAM, VERSION) + xdr_string("tcp") + xdr_string("") +
+                      xdr_string(""), program=100000, version=3)
+        reply = record_exchange(mapper, lookup)
+    address = reply[28:28 + struct.unpack(">I", reply[24:28])[0]].decode()
+    high, low = address.split(".")[-2:]
+    with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as sock:
+        sock.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        sock.settimeout(5)
+        sock.bind(("127.0.0.1", client_port))
+        sock.connect(("127.0.0.1", int(high) * 256 + int(low)))
+        record_exchange(sock, call(0x62, 0))
+        record_exchange(sock, call(0x63, 10))
 
 
 def main(server_pid):
@@ -60,4 +89,7 @@ def main(server_pid):
 
 
 if __name__ == "__main__":
-    main(int(sys.argv[1]))
+    if sys.argv[1] == "--tcp-from":
+        tcp_calls(int(sys.argv[2]))
+    else:
+        main(int(sys.argv[1]))

@@ -4,7 +4,8 @@
 # decoded to the values psctl sent and got, refused calls say why, values the
 # server reads differently and trailing bytes are flagged, replies are matched
 # within their conversation, a port-mapper GETPORT lookup does not hide the
-# program, and cut-off records are flagged, not fatal. Exit 77 (skipped) where
+# program, ports that belong to other protocols do not either, and cut-off
+# records are flagged, not fatal. Exit 77 (skipped) where
 # tshark is not installed.
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
@@ -90,6 +91,23 @@ for passes in "" -2; do
     sed -n 's/^0x00000077\t//p' | paste -sd'|')
   [ "$same" = "Call GET_STATE|Call GET_LAST_VIOLATION|Reply GET_STATE|Reply GET_LAST_VIOLATION" ] ||
     fail "replies with one xid ${passes:+(two passes) }: $same"
+done
+
+# The server's port belongs to another protocol and a TCP client calls from a
+# reserved port another one owns: every message to or from the ports the port
+# mapper named is still decoded, in one pass and in two.
+ports=$(tshark -r "$capture" -Y "rpc.msgtyp == 1 && (portmap.uaddr || portmap.port)" -T fields \
+          -e portmap.uaddr -e portmap.port |
+        awk -F'\t' '{ n = split($1, a, "."); print (n > 1 ? a[n - 1] * 256 + a[n] : $2) }' |
+        sort -u | paste -sd,)
+data="((tcp.port in {$ports} && tcp.len > 0) || udp.port in {$ports})"
+command tshark -n -r "$capture" -Y "$data" -T fields -e frame.protocols 2>/dev/null |
+  grep -v ':data$' | grep -q ':tcp:' || fail "without the script, no message shows as another protocol"
+for passes in "" -2; do
+  # shellcheck disable=SC2086
+  lost=$(tshark $passes -r "$capture" -T fields -e frame.number -e frame.protocols \
+           -Y "$data && !(frame.protocols matches \":portsecurity$\")")
+  [ -z "$lost" ] || fail "messages not decoded ${passes:+(two passes)}: $(head -3 <<<"$lost")"
 done
 
 # Datagrams cut off by a short snapshot (TCP passes no cut-off segment on):

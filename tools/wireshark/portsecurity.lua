@@ -6,14 +6,16 @@
 --   tshark -X lua_script:tools/wireshark/portsecurity.lua -r capture.pcapng
 --   (or copy it to ~/.local/lib/wireshark/plugins/)
 --
--- The program's ports come from the port mapper, so the dissector finds its
--- traffic by looking: a call for the program, or a reply to such a call in
--- the same conversation. Values the server would read differently from what
--- is on the wire (a u_short from its low 16 bits, a bool other than 0 or 1 as
--- true) are shown as the server reads them and flagged; so are bytes after a
--- record. After a port-mapper GETPORT exchange over UDP, when the built-in
--- port-mapper dissector has given the program's port to the generic RPC
--- dissector, its datagrams are still decoded, in a late pass.
+-- The program's ports come from the port mapper, and the kernel may hand out
+-- one that Wireshark gives to another protocol. So the dissector follows the
+-- port mapper's GETPORT and GETADDR answers for the program and takes the
+-- ports they name; it also knows the program's messages by looking (a call
+-- for the program, or a reply to such a call in the same conversation), and
+-- keeps a conversation once it has seen a call in it. Values the server would
+-- read differently from what is on the wire (a u_short from its low 16 bits,
+-- a bool other than 0 or 1 as true) are shown as the server reads them and
+-- flagged; so are bytes after a record. A datagram another dissector took
+-- before any of this could apply is still decoded, in a late pass.
 
 local function versionAtLeast(major, minor)
   local a, b = get_version():match("^(%d+)%.(%d+)")
@@ -141,8 +143,23 @@ end
 -- leaves them alone.
 local decodedFrames = {}
 
+-- Ports the port mapper named for the program, by transport, each with the
+-- dissector that had the port before (false for none): handed back on reload,
+-- and given what on that port is not this program's.
+local takenPorts = { tcp = {}, udp = {} }
+
+-- Port-mapper lookups for the program, by the frame of the call: the
+-- transport asked about.
+local lookups = {}
+
 function ps.init()
-  callProcedure, decodedFrames = {}, {}
+  for transport, ports in pairs(takenPorts) do
+    local byPort = DissectorTable.get(transport .. ".port")
+    for port, before in pairs(ports) do
+      if before then byPort:add(port, before) else byPort:remove(port, ps) end
+    end
+  end
+  callProcedure, decodedFrames, takenPorts, lookups = {}, {}, { tcp = {}, udp = {} }, {}
 end
 
 -- A truncated record raises this, caught once per message.
@@ -359,7 +376,12 @@ local function dissectMessage(tvb, pinfo, tree)
   item:add(f.kind, tvb(4, 4), isCall and "call" or "reply")
   local generated = item:add(f.procedure, isCall and tvb(20, 4) or tvb(0, 0), procedure)
   if not isCall then generated:set_generated() end
-  if isCall then callProcedure[conversationKey(pinfo, true, xid)] = procedure end
+  if isCall then
+    callProcedure[conversationKey(pinfo, true, xid)] = procedure
+    -- The rest of this conversation is the program's, whatever its ports
+    -- would say.
+    pinfo.conversation = ps
+  end
   local info = (isCall and "Call " or "Reply ") .. name
   local ok, failure = pcall(function()
     local offset, reason
@@ -422,28 +444,99 @@ local function dissectStream(tvb, pinfo, tree)
   return offset
 end
 
-ps.dissector = dissectStream
+local PT_TCP = 2
+
+-- A stream is known by the start of its first record, before it is whole.
+local function startsRecord(tvb, pinfo)
+  return tvb:len() >= 8 and identify(tvb(4):tvb(), pinfo) ~= nil
+end
+
+-- For the conversations claimed and the ports taken. What on a taken port is
+-- not the program's goes to the dissector that had the port.
+function ps.dissector(tvb, pinfo, tree)
+  local tcp = pinfo.port_type == PT_TCP
+  if tcp and startsRecord(tvb, pinfo) then return dissectStream(tvb, pinfo, tree) end
+  if not tcp and identify(tvb, pinfo) ~= nil then return dissectDatagram(tvb, pinfo, tree) end
+  local before = takenPorts[tcp and "tcp" or "udp"][pinfo.match_uint]
+  if before then return before:call(tvb, pinfo, tree) end
+  return 0
+end
 
 ps:register_heuristic("udp", function(tvb, pinfo, tree)
   return dissectDatagram(tvb, pinfo, tree) > 0
 end)
 
 ps:register_heuristic("tcp", function(tvb, pinfo, tree)
-  if tvb:len() < 8 or identify(tvb(4):tvb(), pinfo) == nil then return false end
-  -- The rest of this connection comes to the stream dissector directly.
-  pinfo.conversation = ps
+  if not startsRecord(tvb, pinfo) then return false end
   dissectStream(tvb, pinfo, tree)
   return true
 end)
 
--- After a port-mapper GETPORT exchange over UDP, the built-in port-mapper
--- dissector gives the port it names to the generic RPC dissector, which then
--- shows this program's datagrams as continuations and never lets a heuristic
--- see them. They are decoded here, once every other dissector is done.
+-- The port mapper's answers, read from the built-in port-mapper dissector:
+-- GETPORT (version 2) names a port, GETADDR (versions 3 and 4) a universal
+-- address whose last two numbers are the port's high and low bytes.
+local PORT_MAPPER, GETPORT_OR_GETADDR = 100000, 3
+-- (In a reply, rpc.repframe is the frame of its call.)
+local rpcKind, rpcProgram, rpcVersion, rpcProcedure, rpcCallFrame =
+  Field.new("rpc.msgtyp"), Field.new("rpc.program"), Field.new("rpc.programversion"),
+  Field.new("rpc.procedure"), Field.new("rpc.repframe")
+local portProgram, portProtocol, portAnswer =
+  Field.new("portmap.prog"), Field.new("portmap.proto"), Field.new("portmap.port")
+local addrProgram, addrNetid, addrAnswer =
+  Field.new("portmap.rpcb.prog"), Field.new("portmap.rpcb.netid"), Field.new("portmap.uaddr")
+local transports = { [6] = "tcp", [17] = "udp", tcp = "tcp", tcp6 = "tcp", udp = "udp",
+                     udp6 = "udp" }
+
+local function value(field)
+  local item = field()
+  return item and item.value
+end
+
+local function takePort(transport, port, pinfo)
+  local ports = takenPorts[transport]
+  if ports[port] == nil then
+    local byPort = DissectorTable.get(transport .. ".port")
+    ports[port] = byPort:get_dissector(port) or false
+    byPort:add(port, ps)
+  end
+  -- A UDP client sends its calls from the socket it asked on, often a
+  -- reserved port another protocol owns: claim that conversation now, before
+  -- its first call, by naming the program's port in place of the port mapper's.
+  if transport == "udp" and pinfo.port_type ~= PT_TCP then
+    local mapperPort = pinfo.src_port
+    pinfo.src_port = port
+    pinfo.conversation = ps
+    pinfo.src_port = mapperPort
+  end
+end
+
+local function followPortMapper(pinfo)
+  if value(rpcProgram) ~= PORT_MAPPER or value(rpcProcedure) ~= GETPORT_OR_GETADDR then return end
+  local getport = value(rpcVersion) == 2
+  if value(rpcKind) == 0 then
+    local program = value(getport and portProgram or addrProgram)
+    local transport = transports[value(getport and portProtocol or addrNetid) or ""]
+    if program == PROGRAM and transport then lookups[pinfo.number] = transport end
+    return
+  end
+  local transport = lookups[value(rpcCallFrame) or -1]
+  if not transport then return end
+  local port = value(portAnswer)
+  if not getport then
+    local high, low = (value(addrAnswer) or ""):match("%.(%d+)%.(%d+)$")
+    port = high and tonumber(high) * 256 + tonumber(low)
+  end
+  if port and port > 0 then takePort(transport, port, pinfo) end
+end
+
+-- Runs once every other dissector is done: reads the port mapper's answers,
+-- and decodes a datagram of the program that another dissector took (one
+-- whose lookup is not in the capture, from a port another protocol owns).
 local udpPayload = Field.new("udp.payload")
 local late = Proto("portsecurity_late", "Port-security on a port the port mapper named")
 
 function late.dissector(tvb, pinfo, tree)
+  if not pinfo.visited then followPortMapper(pinfo) end
   -- The mark is for this dissection of the frame only: a frame is dissected
   -- again (two passes, a click in the packet list).
   if decodedFrames[pinfo.number] then
