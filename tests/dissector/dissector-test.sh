@@ -121,5 +121,13 @@ grep -q "Record ends early" <<<"$short" || fail "short records are not flagged"
 grep -q "Port-security, reply ADD_VLAN_MAC_LIMIT_DYNAMIC" <<<"$short" ||
   fail "short records: the messages after them are not read"
 
+# Without the port mapper's answers, another protocol's port takes a first
+# datagram; the replies in its conversation are still the program's alone.
+tshark -r "$capture" -Y "!(udp.port == 111 || tcp.port == 111)" -w "$work/unnamed.pcapng"
+unnamed=$(tshark -r "$work/unnamed.pcapng" -Y 'udp && portsecurity.kind == "reply"' -T fields \
+            -e frame.protocols | sort -u)
+[ "$unnamed" = "eth:ethertype:ip:udp:portsecurity" ] ||
+  fail "without the lookups, replies shown as: $(paste -sd' ' <<<"$unnamed")"
+
 [ $failures -eq 0 ] && echo "dissector test: all checks passed"
 exit $((failures > 0))
