@@ -99,10 +99,13 @@ bool driverRecordSize(unsigned long code, size_t& size) {
 DriverModel::DriverModel() : simulated(settings), active(&simulated) {}
 
 void DriverModel::reset() {
+  const DriverSettings before = settings;
   settings = DriverSettings();
   active->clear();
   active->setBucketCount(MacTable::kDefaultBucketCount);
-  publishAll(*active);
+  active->publishGlobalState(false);
+  for (const auto& item : before.interfaces)
+    active->publishInterface(item.first, item.second, DriverInterfaceState());
   simulated.setEntryCapacity(kMaxEntries);
 }
 
