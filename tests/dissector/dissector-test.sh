@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The packet-analyser dissector against a stored psctl session (made by
-# scripts/make-dissector-capture.sh): every procedure is named on TCP, arguments and results are
+# tests/tools/make-dissector-capture.sh): every procedure is named on TCP, arguments and results are
 # decoded to the values psctl sent and got, refused calls say why, values the
 # server reads differently and trailing bytes are flagged, replies are matched
 # within their conversation, a port-mapper GETPORT lookup does not hide the

@@ -4,7 +4,7 @@ kind for each target. Run from anywhere; rewrites the seeds it owns."""
 import os
 import struct
 
-HERE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "fuzz")
+HERE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "fuzz")
 PROGRAM, VERSION = 0x2000000D, 1
 
 

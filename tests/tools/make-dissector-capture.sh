@@ -8,14 +8,14 @@
 # (default 13400, which Wireshark gives to another protocol; 0 for the
 # kernel's choice) and the first TCP client calls from port 639, which
 # another protocol owns. Needs root and a built tree:
-#   scripts/make-dissector-capture.sh [BUILD_DIR [OUTPUT [PORT]]]
+#   tests/tools/make-dissector-capture.sh [BUILD_DIR [OUTPUT [PORT]]]
 set -euo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/../.."
 build=$(realpath "${1:-build}")
 out=$(realpath "${2:-tests/dissector/psctl-session.pcapng}")
 port=${3:-13400}
 if [ "${DISSECTOR_CAPTURE_NAMESPACE:-}" != yes ]; then
-  exec env DISSECTOR_CAPTURE_NAMESPACE=yes unshare -mn "$PWD/scripts/make-dissector-capture.sh" \
+  exec env DISSECTOR_CAPTURE_NAMESPACE=yes unshare -mn "$PWD/tests/tools/make-dissector-capture.sh" \
     "$build" "$out" "$port"
 fi
 work=$(mktemp -d)
@@ -52,7 +52,7 @@ dumpcap -q -i lo -w "$work/capture.pcapng" 2>/dev/null &
 capture=$!
 sleep 1
 
-python3 scripts/dissector-raw-calls.py --tcp-from 639
+python3 tests/tools/dissector-raw-calls.py --tcp-from 639
 psctl() { "$build/psctl" --control "$ctl" "$@" >/dev/null 2>&1 || true; }
 psctl ping
 psctl state on
@@ -81,7 +81,7 @@ psctl --udp state
 psctl --udp show 2
 psctl --udp violation 2
 psctl --udp vlan-limit add 2 100 65
-python3 scripts/dissector-raw-calls.py $host
+python3 tests/tools/dissector-raw-calls.py $host
 sleep 1
 kill $capture
 wait $capture || true

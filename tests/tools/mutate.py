@@ -5,7 +5,7 @@ numbers changed by one, true and false swapped, calls deleted, adjacent
 statements swapped, scoped locks turned into temporaries. Each mutant is
 built and tested on its own; the source is restored on every path.
 
-  scripts/mutate.py [--count N] [--seed S] [--build-dir build]
+  tests/tools/mutate.py [--count N] [--seed S] [--build-dir build]
                     [--targets "ps_unit_tests ps_model_tests"]
                     [--tests "tests/ps_unit_tests tests/ps_model_tests"]
 
@@ -21,7 +21,7 @@ import subprocess
 import sys
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parent.parent
+ROOT = Path(__file__).resolve().parents[2]
 SOURCES = ["portsecurity/*.cpp", "portsecurity/rpc/*.cpp", "rte/BLL/core/*.cpp"]
 FLIPS = {" == ": " != ", " != ": " == ", " < ": " >= ", " >= ": " < ", " > ": " <= ",
          " <= ": " > ", " && ": " || ", " || ": " && "}
