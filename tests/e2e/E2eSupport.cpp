@@ -80,8 +80,9 @@ std::vector<std::string> RunResult::lines() const {
   return split;
 }
 
-RunResult run(std::vector<std::string> argv) {
+RunResult run(std::vector<std::string> argv, const std::vector<std::string>& wrapper) {
   argv = commandLine(argv);
+  argv.insert(argv.begin(), wrapper.begin(), wrapper.end());
   argv.insert(argv.begin(), {"/usr/bin/timeout", "-s", "KILL", "30"});
   TempDir dir;
   const pid_t pid = spawn(argv, dir.file("out"), dir.file("err"));
@@ -137,6 +138,10 @@ int Pshost::stop(int signal) {
   if (pid > 0 && ::kill(pid, signal) == 0) ::waitpid(pid, &status, 0);
   pid = -1;
   return status;
+}
+
+void Pshost::signal(int signal) const {
+  if (pid > 0) ::kill(pid, signal);
 }
 
 std::string Pshost::output() const { return readFile(dir.file("log")); }

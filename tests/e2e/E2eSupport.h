@@ -36,9 +36,9 @@ struct RunResult {
 };
 
 // Runs the program of this build that argv[0] names to its end, capturing both
-// output streams. One still running after 30 s is killed, which fails the test
-// through its status.
-RunResult run(std::vector<std::string> argv);
+// output streams, under the command line `wrapper` when one is given. One
+// still running after 30 s is killed, which fails the test through its status.
+RunResult run(std::vector<std::string> argv, const std::vector<std::string>& wrapper = {});
 
 std::string readFile(const std::string& path);
 
@@ -87,7 +87,8 @@ class Pshost {
   // Sends `signal` and waits for the end: the wait status. The destructor
   // then has nothing left to stop.
   int stop(int signal);
-  std::string output() const;                                   // what pshost wrote so far
+  void signal(int signal) const;  // sends `signal` only: SIGSTOP, SIGCONT
+  std::string output() const;     // what pshost wrote so far
   RunResult psctl(const std::vector<std::string>& args) const;  // on this host's control socket
   RunResult sim(const std::string& command) const;              // psctl sim WORDS...
   // Sends raw text to the control socket; everything read until the host

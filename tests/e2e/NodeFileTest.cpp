@@ -74,9 +74,11 @@ TEST(NodeFileTest, WrongStartupInputIsNamedInOneLineWithStatus2) {
 }
 
 // A host may name its interfaces longer than the 15 characters the protocol
-// carries: the host's own tables keep the whole name, the reports cut it.
+// carries: the host's own tables keep the whole name, the reports cut it, and
+// psctl refuses a name that two cut names share.
 TEST(NodeFileTest, LongInterfaceNamesAreKeptByTheHostAndCutOnTheWire) {
-  const std::string name21 = "ethernet-port-0000021", name63(63, 'n');
+  const std::string name21 = "ethernet-port-0000021",
+                    name63 = "ethernet-port-0" + std::string(48, 'n');
   e2e::Pshost host(namingNode(name21, name63));
   ASSERT_TRUE(host.ready());
   const std::string table = host.sim("interfaces").out;
@@ -89,9 +91,16 @@ TEST(NodeFileTest, LongInterfaceNamesAreKeptByTheHostAndCutOnTheWire) {
   const auto all = nlohmann::json::parse(host.psctl({"--json", "show"}).out)["interfaces"];
   ASSERT_EQ(3u, all.size());
   EXPECT_EQ("ethernet-port-0", all[1]["name"]);
-  EXPECT_EQ(std::string(15, 'n'), all[2]["name"]);
+  EXPECT_EQ("ethernet-port-0", all[2]["name"]);
+  EXPECT_EQ(3, all[2]["id"]);
   const e2e::RunResult udp = host.psctl({"--udp", "show"});
-  EXPECT_NE(std::string::npos, udp.out.find("\nethernet-port-0  ethernet")) << udp.out;
+  EXPECT_NE(std::string::npos, udp.out.find("\n3   ethernet-port-0  ethernet")) << udp.out;
+  const e2e::RunResult named = host.psctl({"show", "ethernet-port-0"});
+  EXPECT_EQ(2, named.status);
+  EXPECT_EQ(
+      "psctl: more than one interface is named 'ethernet-port-0' on 127.0.0.1 (ids 2, 3): give "
+      "the id\n",
+      named.err);
 }
 
 TEST(ExampleNodeTest, ShippedExampleIsTheBuiltInNode) {

@@ -50,8 +50,13 @@ class PsctlTest : public ::testing::TestWithParam<const char*> {
 TEST_P(PsctlTest, OperatorCommandsReachTheServiceAndReportBack) {
   const Lines shown = psctl({"show"}).lines();  // types 3 and 4 are not reported
   ASSERT_EQ(5u, shown.size());
-  EXPECT_EQ(0u, shown[4].find("gem5 "));
-  expectOk({"limit", "2", "dynamic", "7"});
+  EXPECT_EQ(0u, shown[4].find("5   gem5 ")) << shown[4];
+  const json listed = json::parse(psctl({"--json", "show"}).out)["interfaces"];
+  json ids;
+  for (const json& interface : listed) ids.push_back(interface["id"]);
+  EXPECT_EQ(json::parse("[1, 2, 3, 5]"), ids);
+  // A name stands for the id; pon4 and gem7 are not listed, yet named.
+  expectOk({"limit", "eth2", "dynamic", "7"});
   expectOk({"limit", "2", "static", "default"});
   expectOk({"vlan-limit", "add", "2", "100", "4"});
   const json eth2 = json::parse(psctl({"--json", "show", "2"}).out);
@@ -63,11 +68,16 @@ TEST_P(PsctlTest, OperatorCommandsReachTheServiceAndReportBack) {
   expectRefused({"vlan-limit", "add", "2", "100", "65"}, "out of range (7)");
 
   expectOk({"static", "add", "2", "02-00-00-00-AA-02", "100"});
-  expectOk({"static", "add", "4", "0200.0000.bb01", "100", "vport", "1"});
+  expectOk({"static", "add", "pon4", "0200.0000.bb01", "100", "vport", "1"});
   EXPECT_EQ((Lines{"MAC                VLAN", "02:00:00:00:aa:02  100"}),
             psctl({"static", "list", "2"}).lines());
   EXPECT_EQ(json::parse(R"([{"mac": "02:00:00:00:bb:01", "vlan": 100}])"),
             json::parse(psctl({"--json", "static", "list", "5"}).out)["entries"]);
+  EXPECT_EQ("no entries on interface 7\n", psctl({"static", "list", "gem7"}).out);
+  const RunResult unknown = psctl({"violation", "eth9"});
+  EXPECT_EQ(2, unknown.status);
+  EXPECT_EQ("psctl: no interface named 'eth9' on 127.0.0.1 (psctl show lists the names)\n",
+            unknown.err);
   expectOk({"static", "del", "2", "02:00:00:00:aa:02", "100"});
   expectOk({"static", "del", "4", "02:00:00:00:bb:01", "100", "vport", "1"});
 
@@ -107,7 +117,7 @@ TEST(PsctlMonitorTest, PrintsEachNewViolationOnceUntilInterrupted) {
   ASSERT_EQ("learned\nok\n", host.sim("learn 1 02:00:00:00:cc:00 100").out);
   ASSERT_EQ("violation\nok\n", host.sim("learn 1 02:00:00:00:cc:01 100").out);
   e2e::Background every({"psctl", "monitor", "--interval", "0.1"});
-  e2e::Background oneObjectALine({"psctl", "--json", "monitor", "3", "2", "--interval=0.1"});
+  e2e::Background oneObjectALine({"psctl", "--json", "monitor", "3", "eth2", "--interval=0.1"});
 
   int mac = 2;
   for (; mac < 100 && (every.out().empty() || oneObjectALine.out().empty()); ++mac) {
@@ -115,7 +125,10 @@ TEST(PsctlMonitorTest, PrintsEachNewViolationOnceUntilInterrupted) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
   host.sim("learn 1 02:00:00:00:ee:01 100");
-  for (int wait = 0; wait < 100 && oneObjectALine.out().find("ee:01") == std::string::npos; ++wait)
+  // Each monitor samples on its own clock: both must have printed it.
+  for (int wait = 0; wait < 100 && (every.out().find("ee:01") == std::string::npos ||
+                                    oneObjectALine.out().find("ee:01") == std::string::npos);
+       ++wait)
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
 
   const RunResult text = every.stop(SIGINT), lines = oneObjectALine.stop(SIGINT);
@@ -136,6 +149,56 @@ TEST(PsctlMonitorTest, PrintsEachNewViolationOnceUntilInterrupted) {
   EXPECT_NE(std::string::npos,
             printed[1].find(" violation on interface 2 (eth2): 02:00:00:00:ee:01 in VLAN 100"))
       << printed[1];
+}
+
+// Every way of not reaching the service says why and what to do, in one line
+// with status 1, on both transports.
+TEST(PsctlUnreachableTest, EachCauseIsNamedWithWhatToDo) {
+  const std::string kTail =
+      "): check that the host is up and that pshost, or the element's host, is not stopped; a "
+      "busy one needs a longer --timeout\n";
+  const auto expectFailure = [](const Lines& args, const std::string& err,
+                                const Lines& wrapper = {}) {
+    Lines argv = {"psctl", "--timeout", "1"};
+    argv.insert(argv.end(), args.begin(), args.end());
+    const RunResult result = e2e::run(argv, wrapper);
+    EXPECT_EQ(1, result.status) << args[0];
+    EXPECT_EQ(err, result.err);
+  };
+  {
+    e2e::Pshost host(e2e::kTestNode);
+    ASSERT_TRUE(host.ready());
+    host.signal(SIGSTOP);
+    for (const char* transport : {"tcp", "udp"})
+      expectFailure(
+          {std::string("--") + transport, "ping"},
+          std::string("psctl: ping: no answer from 127.0.0.1 within 1 s (") + transport + kTail);
+    host.signal(SIGCONT);
+    host.stop(SIGKILL);  // its registration stays behind
+  }
+  const std::string stale =
+      " port refuses the connection: pshost, or the element's host, stopped without "
+      "unregistering; start it again\n";
+  const std::string registered = "the port-security program is registered on 127.0.0.1, but its ";
+  expectFailure({"show"}, "psctl: " + registered + "tcp" + stale);
+  expectFailure({"--udp", "show"}, "psctl: interface settings: " + registered + "udp" + stale);
+  { ASSERT_TRUE(e2e::Pshost().ready()); }  // replaces the registration, and leaves none
+  for (const char* transport : {"--tcp", "--udp"})
+    expectFailure({transport, "state"},
+                  "psctl: the port-security program is not registered with the port mapper on "
+                  "127.0.0.1: is pshost, or the element's host, running?\n");
+
+  // A network of its own, where nothing listens.
+  const Lines alone = {
+      "unshare", "-rn", "sh", "-c", "PATH=$PATH:/usr/sbin:/sbin ip link set lo up && exec \"$@\"",
+      "sh"};
+  if (e2e::run({"psctl", "--version"}, alone).status != 0)
+    GTEST_SKIP() << "no private network namespace here (unshare -rn)";
+  for (const char* transport : {"--tcp", "--udp"})
+    expectFailure({transport, "ping"},
+                  "psctl: no port mapper answers on 127.0.0.1: start rpcbind there (as root: "
+                  "rpcbind -w)\n",
+                  alone);
 }
 
 TEST(PsctlUsageTest, WrongCommandLinesExitWithUsageStatus) {

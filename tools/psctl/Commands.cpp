@@ -129,7 +129,14 @@ void printUsage(std::ostream& out) {
          "Exit status: 0 success, 1 the service refused or could not be reached, 2 usage.\n";
 }
 
-unsigned int interfaceArg(const std::string& text) { return parseUnsigned(text, "interface id"); }
+InterfaceArg interfaceArg(const std::string& text) {
+  InterfaceArg arg;
+  if (text.find_first_not_of("0123456789") == std::string::npos)
+    arg.id = parseUnsigned(text, "interface id");
+  else
+    arg.name = text;
+  return arg;
+}
 
 bool onOffArg(const std::string& text) {
   if (text == "on") return true;

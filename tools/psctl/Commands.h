@@ -50,8 +50,15 @@ int runMoveToStatic(const Options& options, const Arguments& args);
 
 int runSim(const Options& options, const Arguments& args);
 
+// An interface as the command line gives it: digits are an id, any other
+// word a name, looked up on the service (InterfaceIds.h).
+struct InterfaceArg {
+  std::string name;  // empty for an id
+  unsigned int id = 0;
+};
+
 // Argument readers shared by the handlers; each throws UsageError.
-unsigned int interfaceArg(const std::string& text);
+InterfaceArg interfaceArg(const std::string& text);
 bool onOffArg(const std::string& text);
 
 }  // namespace psctl

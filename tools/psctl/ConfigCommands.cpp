@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Commands.h"
+#include "InterfaceIds.h"
 #include "MacText.h"
 #include "Report.h"
 #include "RpcSession.h"
@@ -44,11 +45,12 @@ typedef rpcPortSecurityResult* (*VportEntryCall)(u_int, rpcPSMacEntry, u_int, CL
 // when one is named.
 int runStaticEntryCall(const Options& options, const Arguments& args, EntryCall onInterface,
                        VportEntryCall onVport, const char* procedure) {
-  unsigned int id = interfaceArg(args[0]);
+  const InterfaceArg which = interfaceArg(args[0]);
   rpcPSMacEntry entry = entryArg(args[1], args[2]);
   unsigned int vport = 0;
   bool hasVport = vportArg(args, vport);
   RpcSession session(options);
+  const unsigned int id = interfaceId(session, which);
   rpcPortSecurityResult* reply = hasVport ? onVport(id, entry, vport, session.client())
                                           : onInterface(id, entry, session.client());
   return reportResult(options, session.check(reply, procedure));
@@ -64,21 +66,23 @@ int runSetState(const Options& options, const Arguments& args) {
 }
 
 int runSetInterfaceState(const Options& options, const Arguments& args) {
-  unsigned int id = interfaceArg(args[0]);
+  const InterfaceArg which = interfaceArg(args[0]);
   bool on = onOffArg(args[1]);
   RpcSession session(options);
+  const unsigned int id = interfaceId(session, which);
   return reportResult(options, session.check(rpc_ps_set_interface_state_1(id, on, session.client()),
                                              "set interface state"));
 }
 
 int runLimit(const Options& options, const Arguments& args) {
-  unsigned int id = interfaceArg(args[0]);
+  const InterfaceArg which = interfaceArg(args[0]);
   const std::string& kind = args[1];
   if (kind != "dynamic" && kind != "static")
     throw UsageError("expected dynamic or static, not '" + kind + "'");
   bool toDefault = args[2] == "default";
   unsigned int limit = toDefault ? 0 : parseUnsigned(args[2], "limit");
   RpcSession session(options);
+  const unsigned int id = interfaceId(session, which);
   CLIENT* client = session.client();
   rpcPortSecurityResult* reply = nullptr;
   if (kind == "dynamic")
@@ -91,19 +95,21 @@ int runLimit(const Options& options, const Arguments& args) {
 }
 
 int runVlanLimitAdd(const Options& options, const Arguments& args) {
-  unsigned int id = interfaceArg(args[0]);
+  const InterfaceArg which = interfaceArg(args[0]);
   unsigned short vlan = parseVlan(args[1]);
   unsigned int limit = parseUnsigned(args[2], "limit");
   RpcSession session(options);
+  const unsigned int id = interfaceId(session, which);
   return reportResult(
       options, session.check(rpc_ps_add_vlan_mac_limit_dynamic_1(id, vlan, limit, session.client()),
                              "set VLAN limit"));
 }
 
 int runVlanLimitDel(const Options& options, const Arguments& args) {
-  unsigned int id = interfaceArg(args[0]);
+  const InterfaceArg which = interfaceArg(args[0]);
   unsigned short vlan = parseVlan(args[1]);
   RpcSession session(options);
+  const unsigned int id = interfaceId(session, which);
   return reportResult(options,
                       session.check(rpc_ps_del_vlan_mac_limit_dynamic_1(id, vlan, session.client()),
                                     "remove VLAN limit"));
@@ -120,8 +126,9 @@ int runStaticDel(const Options& options, const Arguments& args) {
 }
 
 int runMoveToStatic(const Options& options, const Arguments& args) {
-  unsigned int id = interfaceArg(args[0]);
+  const InterfaceArg which = interfaceArg(args[0]);
   RpcSession session(options);
+  const unsigned int id = interfaceId(session, which);
   return reportResult(options,
                       session.check(rpc_ps_move_dynamic_1(id, session.client()), "move to static"));
 }

@@ -7,11 +7,11 @@
 #include <cmath>
 #include <cstring>
 #include <iostream>
-#include <set>
 
 #include <nlohmann/json.hpp>
 
 #include "Commands.h"
+#include "InterfaceIds.h"
 #include "MacText.h"
 #include "ResultText.h"
 #include "RpcSession.h"
@@ -20,12 +20,8 @@
 namespace psctl {
 namespace {
 
-// Ids probed for the names that the settings list reports: the list itself
-// carries no ids.
-const unsigned int kProbedIds = 4096;
-
 struct MonitorArgs {
-  std::vector<unsigned int> ids;
+  std::vector<InterfaceArg> interfaces;
   double interval = 1.0;
   bool json = false;
 };
@@ -51,7 +47,7 @@ MonitorArgs monitorArgs(const Options& options, const Arguments& args) {
     } else if (args[i].rfind("-", 0) == 0) {
       throw UsageError("unknown monitor option " + args[i]);
     } else {
-      parsed.ids.push_back(interfaceArg(args[i]));
+      parsed.interfaces.push_back(interfaceArg(args[i]));
     }
   }
   return parsed;
@@ -75,17 +71,12 @@ std::string interfaceName(RpcSession& session, unsigned int id) {
 
 // Every interface the service reports now, with its id.
 std::vector<Watched> reportedInterfaces(RpcSession& session) {
-  rpcResultPSIntfSettingsList& list =
-      session.check(rpc_ps_get_interface_settings_all_1(session.client()), "interface settings");
-  if (list.result != RPC_PS_OK) throw RpcError("interface settings: " + resultText(list.result));
-  std::set<std::string> names;
-  for (u_int i = 0; i < list.list.list_len; ++i)
-    names.insert(nameOf(list.list.list_val[i].name, sizeof list.list.list_val[i].name));
+  unsigned int result = 0;
+  const std::vector<ListedInterface> listed = listInterfaces(session, result);
+  if (result != RPC_PS_OK) throw RpcError("interface settings: " + resultText(result));
   std::vector<Watched> found;
-  for (unsigned int id = 0; id < kProbedIds && !names.empty(); ++id) {
-    std::string name = interfaceName(session, id);
-    if (names.erase(name) != 0) found.push_back({id, name, false, {}});
-  }
+  for (const ListedInterface& entry : listed)
+    if (entry.identified) found.push_back({entry.id, entry.name, false, {}});
   return found;
 }
 
@@ -156,10 +147,10 @@ int runMonitor(const Options& options, const Arguments& args) {
 
   RpcSession session(options);
   std::vector<Watched> watched;
-  if (parsed.ids.empty()) {
+  if (parsed.interfaces.empty()) {
     watched = reportedInterfaces(session);
   } else {
-    for (unsigned int id : parsed.ids)
+    for (unsigned int id : interfaceIds(session, parsed.interfaces))
       watched.push_back({id, interfaceName(session, id), false, {}});
   }
   // What is recorded when it starts is the baseline, not news.

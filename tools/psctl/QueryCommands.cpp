@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Commands.h"
+#include "InterfaceIds.h"
 #include "MacText.h"
 #include "Report.h"
 #include "ResultText.h"
@@ -69,26 +70,34 @@ int runPing(const Options& options, const Arguments&) {
 
 int runShowAll(const Options& options, const Arguments&) {
   RpcSession session(options);
-  rpcResultPSIntfSettingsList& reply =
-      session.check(rpc_ps_get_interface_settings_all_1(session.client()), "interface settings");
+  unsigned int result = 0;
+  const std::vector<ListedInterface> listed = listInterfaces(session, result);
   Report report(options.json);
   nlohmann::json list = nlohmann::json::array();
-  std::vector<std::vector<std::string>> rows = {{"NAME", "TYPE", "STATE", "DYNAMIC", "STATIC"}};
-  for (u_int i = 0; reply.result == RPC_PS_OK && i < reply.list.list_len; ++i) {
-    const rpcPSIntfSettings& settings = reply.list.list_val[i];
-    list.push_back(settingsJson(settings));
-    rows.push_back({interfaceName(settings), interfaceTypeText(settings.type),
-                    onOff(settings.state), std::to_string(settings.limitDynamic),
-                    std::to_string(settings.limitStatic)});
+  std::vector<std::vector<std::string>> rows = {
+      {"ID", "NAME", "TYPE", "STATE", "DYNAMIC", "STATIC"}};
+  for (const ListedInterface& entry : listed) {
+    const nlohmann::json id = entry.identified ? nlohmann::json(entry.id) : nlohmann::json();
+    list.push_back({{"id", id},
+                    {"name", entry.name},
+                    {"type", entry.type},
+                    {"typeName", interfaceTypeText(entry.type)},
+                    {"state", entry.state},
+                    {"limitDynamic", entry.limitDynamic},
+                    {"limitStatic", entry.limitStatic}});
+    rows.push_back({entry.identified ? std::to_string(entry.id) : "-", entry.name,
+                    interfaceTypeText(entry.type), onOff(entry.state),
+                    std::to_string(entry.limitDynamic), std::to_string(entry.limitStatic)});
   }
   report.data()["interfaces"] = list;
   for (const std::string& text : pstext::formatTable(rows)) report.line(text);
-  return report.finish(reply.result);
+  return report.finish(result);
 }
 
 int runShowOne(const Options& options, const Arguments& args) {
-  unsigned int id = interfaceArg(args[0]);
+  const InterfaceArg which = interfaceArg(args[0]);
   RpcSession session(options);
+  const unsigned int id = interfaceId(session, which);
   rpcResultPSIntfSettings& reply =
       session.check(rpc_ps_get_interface_settings_1(id, session.client()), "interface settings");
   const rpcPSIntfSettings& settings = reply.settings;
@@ -115,22 +124,25 @@ int runShowOne(const Options& options, const Arguments& args) {
 }
 
 int runListStatic(const Options& options, const Arguments& args) {
-  unsigned int id = interfaceArg(args[0]);
+  const InterfaceArg which = interfaceArg(args[0]);
   RpcSession session(options);
+  const unsigned int id = interfaceId(session, which);
   return reportMacList(
       options, id, session.check(rpc_ps_get_macs_static_1(id, session.client()), "static MACs"));
 }
 
 int runListLearned(const Options& options, const Arguments& args) {
-  unsigned int id = interfaceArg(args[0]);
+  const InterfaceArg which = interfaceArg(args[0]);
   RpcSession session(options);
+  const unsigned int id = interfaceId(session, which);
   return reportMacList(
       options, id, session.check(rpc_ps_get_macs_dynamic_1(id, session.client()), "learned MACs"));
 }
 
 int runViolation(const Options& options, const Arguments& args) {
-  unsigned int id = interfaceArg(args[0]);
+  const InterfaceArg which = interfaceArg(args[0]);
   RpcSession session(options);
+  const unsigned int id = interfaceId(session, which);
   rpcResultPSMacEntry& reply =
       session.check(rpc_ps_get_last_violation_1(id, session.client()), "last violation");
   Report report(options.json);

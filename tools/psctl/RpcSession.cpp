@@ -1,7 +1,9 @@
 #include "RpcSession.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <sstream>
 
 #include "portsecurity.h"
 
@@ -28,15 +30,30 @@ std::string reason(const char* text) {
   return result;
 }
 
+bool refused(clnt_stat status, int error) {
+  return error == ECONNREFUSED &&
+         (status == RPC_SYSTEMERROR || status == RPC_CANTRECV || status == RPC_CANTSEND);
+}
+
 }  // namespace
 
-RpcSession::RpcSession(const Options& options) : host(options.host), clnt(nullptr) {
+RpcSession::RpcSession(const Options& options)
+    : host(options.host),
+      transport(options.tcp ? "tcp" : "udp"),
+      timeoutSeconds(options.timeoutSeconds),
+      clnt(nullptr) {
   timeval timeout = toTimeval(options.timeoutSeconds);
-  const char* transport = options.tcp ? "tcp" : "udp";
   clnt = clnt_create_timed(host.c_str(), PORTSECURITY_PROG, PORTSECURITY_V1, transport, &timeout);
-  if (clnt == nullptr)
-    throw RpcError("cannot reach the port-security service on " + host + " (" + transport +
-                   "): " + reason(clnt_spcreateerror("")));
+  if (clnt == nullptr) {
+    const std::string library = reason(clnt_spcreateerror(""));
+    const rpc_err error = rpc_createerr.cf_error;
+    clnt_stat status = rpc_createerr.cf_stat;
+    if (status == RPC_PMAPFAILURE || status == RPC_RPCBFAILURE) status = error.re_status;
+    const std::string words = cause(status, error.re_errno, true);
+    throw RpcError(!words.empty() ? words
+                                  : "cannot reach the port-security service on " + host + " (" +
+                                        transport + "): " + library);
+  }
   clnt_control(clnt, CLSET_TIMEOUT, reinterpret_cast<char*>(&timeout));
   if (!options.tcp) {
     // Resend a lost datagram well before the call gives up.
@@ -59,7 +76,40 @@ void RpcSession::ping() {
 }
 
 void RpcSession::fail(const char* procedure) {
-  throw RpcError(std::string(procedure) + " on " + host + ": " + reason(clnt_sperror(clnt, "")));
+  rpc_err error;
+  clnt_geterr(clnt, &error);
+  const std::string words = cause(error.re_status, error.re_errno, false);
+  throw RpcError(
+      std::string(procedure) +
+      (!words.empty() ? ": " + words : " on " + host + ": " + reason(clnt_sperror(clnt, ""))));
+}
+
+std::string RpcSession::cause(clnt_stat status, int error, bool creating) const {
+  if (status == RPC_PROGNOTREGISTERED)
+    return "the port-security program is not registered with the port mapper on " + host +
+           ": is pshost, or the element's host, running?";
+  if (refused(status, error)) {
+    // A refusal before the program's port is known is the port mapper's:
+    // whether the port mapper itself can be reached tells the two apart.
+    timeval timeout = toTimeval(timeoutSeconds);
+    CLIENT* mapper = creating
+                         ? clnt_create_timed(host.c_str(), PMAPPROG, PMAPVERS, transport, &timeout)
+                         : nullptr;
+    if (mapper != nullptr) clnt_destroy(mapper);
+    if (creating && mapper == nullptr)
+      return "no port mapper answers on " + host + ": start rpcbind there (as root: rpcbind -w)";
+    return "the port-security program is registered on " + host + ", but its " + transport +
+           " port refuses the connection: pshost, or the element's host, stopped without "
+           "unregistering; start it again";
+  }
+  if (status == RPC_TIMEDOUT || (status == RPC_SYSTEMERROR && error == ETIMEDOUT)) {
+    std::ostringstream seconds;
+    seconds << timeoutSeconds;
+    return "no answer from " + host + " within " + seconds.str() + " s (" + transport +
+           "): check that the host is up and that pshost, or the element's host, is not "
+           "stopped; a busy one needs a longer --timeout";
+  }
+  return std::string();
 }
 
 }  // namespace psctl

@@ -11,7 +11,8 @@
 
 namespace psctl {
 
-// The service could not be reached or did not answer; exit status 1.
+// The service could not be reached or did not answer; exit status 1. The
+// text names the cause and what to do.
 class RpcError : public std::runtime_error {
  public:
   explicit RpcError(const std::string& what) : std::runtime_error(what) {}
@@ -26,6 +27,7 @@ class RpcSession {
   RpcSession& operator=(const RpcSession&) = delete;
 
   CLIENT* client() { return clnt; }
+  const std::string& hostName() const { return host; }
 
   // The reply of a generated client stub, or RpcError naming the procedure
   // and the library's reason when the stub returned none.
@@ -40,8 +42,12 @@ class RpcSession {
 
  private:
   [[noreturn]] void fail(const char* procedure);
+  // The words for a failed call, or empty when the library's say more.
+  std::string cause(clnt_stat status, int error, bool creating) const;
 
   std::string host;
+  const char* transport;
+  double timeoutSeconds;
   CLIENT* clnt;
 };
 

@@ -3,6 +3,7 @@
 
 #include "BuildVersion.h"
 #include "Commands.h"
+#include "InterfaceIds.h"
 #include "Options.h"
 
 int main(int argc, char** argv) {
@@ -20,6 +21,9 @@ int main(int argc, char** argv) {
   } catch (const psctl::UsageError& error) {
     std::cerr << "psctl: " << error.what() << "\n"
               << "Try 'psctl --help'.\n";
+    return 2;
+  } catch (const psctl::NameError& error) {
+    std::cerr << "psctl: " << error.what() << "\n";
     return 2;
   } catch (const std::exception& error) {
     std::cerr << "psctl: " << error.what() << "\n";
