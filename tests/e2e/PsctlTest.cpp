@@ -92,6 +92,7 @@ TEST_P(PsctlTest, OperatorCommandsReachTheServiceAndReportBack) {
   // The single-interface report matches the driver port with the id as given.
   EXPECT_EQ((Lines{"MAC                VLAN", "02:00:00:00:cc:01  100"}),
             psctl({"learned", "1"}).lines());
+  EXPECT_EQ(psctl({"learned", "1"}).out, psctl({"learned", "eth2"}).out);
   expectOk({"move-to-static", "2"});
   EXPECT_EQ("no entries on interface 1\n", psctl({"learned", "1"}).out);
   ASSERT_EQ(0, host.sim("profile on").status);

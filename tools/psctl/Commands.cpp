@@ -22,7 +22,7 @@ const std::vector<Command>& commandTable() {
        "ID on|off",
        "switch port security on or off on an interface",
        runSetInterfaceState},
-      {{"show"}, 0, 0, "", "settings of every reported interface", runShowAll},
+      {{"show"}, 0, 0, "", "id and settings of every reported interface", runShowAll},
       {{"show"}, 1, 1, "ID", "settings of one interface, with its per-VLAN limits", runShowOne},
       {{"limit"},
        3,
@@ -45,7 +45,12 @@ const std::vector<Command>& commandTable() {
        runStaticAdd},
       {{"static", "del"}, 3, 5, "ID MAC VLAN [vport N]", "remove a static entry", runStaticDel},
       {{"static", "list"}, 1, 1, "ID", "static entries applied on an interface", runListStatic},
-      {{"learned"}, 1, 1, "ID", "learned on driver port ID (interface ID+1)", runListLearned},
+      {{"learned"},
+       1,
+       1,
+       "ID",
+       "learned on driver port ID (interface ID+1; a name: its own)",
+       runListLearned},
       {{"violation"}, 1, 1, "ID", "the last violation seen on an interface", runViolation},
       {{"monitor"},
        0,
@@ -125,8 +130,12 @@ void printUsage(std::ostream& out) {
     rows.push_back({"  " + formOf(command).substr(6), command.summary});
   for (const std::string& row : pstext::formatTable(rows)) out << row << "\n";
   out << "\n"
-         "ID is an interface id, MAC is aa:bb:cc:dd:ee:ff, aa-bb-cc-dd-ee-ff or aabb.ccdd.eeff.\n"
-         "Exit status: 0 success, 1 the service refused or could not be reached, 2 usage.\n";
+         "ID is an interface id, or its name as the service reports it (psctl show).\n"
+         "MAC is aa:bb:cc:dd:ee:ff, aa-bb-cc-dd-ee-ff or aabb.ccdd.eeff.\n"
+         "monitor reads each interface's last violation once an interval: two violations\n"
+         "closer together than the interval fold into one.\n"
+         "Exit status: 0 success, 1 the service refused or could not be reached, 2 usage\n"
+         "or an interface name that names no interface or more than one.\n";
 }
 
 InterfaceArg interfaceArg(const std::string& text) {

@@ -134,7 +134,10 @@ int runListStatic(const Options& options, const Arguments& args) {
 int runListLearned(const Options& options, const Arguments& args) {
   const InterfaceArg which = interfaceArg(args[0]);
   RpcSession session(options);
-  const unsigned int id = interfaceId(session, which);
+  // The service takes the driver's port, interface id - 1: a name means
+  // that interface's own entries.
+  unsigned int id = interfaceId(session, which);
+  if (!which.name.empty() && id > 0) --id;
   return reportMacList(
       options, id, session.check(rpc_ps_get_macs_dynamic_1(id, session.client()), "learned MACs"));
 }
