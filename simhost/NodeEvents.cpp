@@ -6,20 +6,21 @@
 
 namespace sim {
 
-bool Node::createVlan(uint16_t vlan) {
+bool Node::createVlan(uint16_t vlan, const char* announcedAs) {
   if (!insertVlan(vlan)) return false;
-  const std::string bridge = bridgeName();
+  const std::string bridge = announcedAs != nullptr ? announcedAs : bridgeName();
   vqbridge::vlanEvent_t& event = vqbridge::instance().vlanCreatedEvent;
   event.raisePre(bridge.c_str(), vlan);
   event.raisePost(bridge.c_str(), vlan);
   return true;
 }
 
-bool Node::deleteVlan(uint16_t vlan) {
+bool Node::deleteVlan(uint16_t vlan, bool* agreed, const char* announcedAs) {
   if (!hasVlan(vlan)) return false;
-  const std::string bridge = bridgeName();
+  const std::string bridge = announcedAs != nullptr ? announcedAs : bridgeName();
   vqbridge::vlanEvent_t& event = vqbridge::instance().vlanDeletedEvent;
-  event.raisePre(bridge.c_str(), vlan);
+  const bool allAgreed = event.raisePre(bridge.c_str(), vlan);
+  if (agreed != nullptr) *agreed = allAgreed;
   eraseVlan(vlan);
   event.raisePost(bridge.c_str(), vlan);
   return true;

@@ -72,9 +72,11 @@ class Node {
   // event; deleting raises the deleted event's pre-subscribers while the VLAN
   // still exists, removes it, then runs the post-subscribers. Both return
   // false, raising nothing, when there is nothing to do. Subscribers' answers
-  // do not stop the change.
-  bool createVlan(uint16_t vlan);
-  bool deleteVlan(uint16_t vlan);
+  // do not stop the change; `agreed` receives the pre-subscribers' answer
+  // (false when any said false), which the host takes as their veto. The
+  // event names `announcedAs` when given, as a host with several bridges may.
+  bool createVlan(uint16_t vlan, const char* announcedAs = nullptr);
+  bool deleteVlan(uint16_t vlan, bool* agreed = nullptr, const char* announcedAs = nullptr);
   // Adds a VLAN without raising anything.
   void addVlanQuietly(uint16_t vlan);
   bool hasVlan(uint16_t vlan) const;

@@ -339,8 +339,9 @@ void Model::createVlan(uint16_t vlan, bool lockRefused) {
       }
 }
 
-void Model::deleteVlan(uint16_t vlan, bool lockRefused) {
-  if (vlans.count(vlan) == 0) return;
+bool Model::deleteVlan(uint16_t vlan, bool lockRefused) {
+  if (vlans.count(vlan) == 0) return true;
+  bool agreed = true;
   if (lockRefused) {
     logFailure("vlanDelEvent", 1754, "lock failed for vid: ", vlan);
   } else {
@@ -358,9 +359,13 @@ void Model::deleteVlan(uint16_t vlan, bool lockRefused) {
     for (const auto& s : settings)
       if (s.second.vlanLimits.count(vlan) != 0) limited.push_back(s.first);
     for (uint32_t id : limited)
-      if (setLimitDynamic(id, vlan, 0) != 0) break;
+      if (setLimitDynamic(id, vlan, 0) != 0) {
+        agreed = false;
+        break;
+      }
   }
   vlans.erase(vlan);
+  return agreed;
 }
 
 void Model::gemEvent(uint32_t gem, uint32_t id, uint32_t vport, int kind, bool lockRefused) {

@@ -114,7 +114,9 @@ class Model : public Observable {
 
   // The world around the entity: the host's events and frames on the wire.
   void createVlan(uint16_t vlan, bool lockRefused);
-  void deleteVlan(uint16_t vlan, bool lockRefused);
+  // What the VLAN-deleted handler answers the host: false only when a
+  // per-VLAN limit could not be removed.
+  bool deleteVlan(uint16_t vlan, bool lockRefused);
   void gemEvent(uint32_t gem, uint32_t id, uint32_t vport, int kind, bool lockRefused);
   void learn(uint32_t id, const Entry& entry);
 

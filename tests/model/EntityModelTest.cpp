@@ -60,6 +60,7 @@ struct Action {
   uint32_t gem = 0;
   Entry entry;
   bool lockRefused = false;  // the operation's own lock is refused
+  bool otherBridge = false;  // a VLAN event names a bridge not the entity's
 };
 
 bool takesLockFirst(Op op) {
@@ -136,6 +137,8 @@ Action genAction() {
       break;
   }
   a.lockRefused = takesLockFirst(a.op) && *rc::gen::inRange(0, 10) == 0;
+  a.otherBridge =
+      (a.op == Op::CreateVlan || a.op == Op::DeleteVlan) && *rc::gen::inRange(0, 3) == 0;
   return a;
 }
 
@@ -183,8 +186,7 @@ std::string perform(Model& m, const Action& a) {
       m.createVlan(a.vlan, a.lockRefused);
       return "";
     case Op::DeleteVlan:
-      m.deleteVlan(a.vlan, a.lockRefused);
-      return "";
+      return m.deleteVlan(a.vlan, a.lockRefused) ? "true" : "false";
     case Op::Gem:
       m.gemEvent(a.gem, a.id, a.vport, a.value, a.lockRefused);
       return "";
@@ -343,11 +345,13 @@ class Sut {
                        e.vlan);
         return "";
       case Op::CreateVlan:
-        node.createVlan(a.vlan);
+        node.createVlan(a.vlan, a.otherBridge ? "br1" : nullptr);
         return "";
-      case Op::DeleteVlan:
-        node.deleteVlan(a.vlan);
-        return "";
+      case Op::DeleteVlan: {
+        bool agreed = true;
+        node.deleteVlan(a.vlan, &agreed, a.otherBridge ? "br1" : nullptr);
+        return agreed ? "true" : "false";
+      }
       case Op::Gem:
         node.raiseGemEvent(a.gem, a.id, a.vport, static_cast<int>(a.value));
         return "";
@@ -450,7 +454,8 @@ struct Step : rc::state::Command<Model, Sut> {
     const Action& a = action;
     os << kOpNames[static_cast<int>(a.op)] << " id=" << a.id << " vlan=" << a.vlan
        << " value=" << a.value << " vport=" << a.vport << " gem=" << a.gem
-       << " entry=" << entitymodel::describe(a.entry) << (a.lockRefused ? " (lock refused)" : "");
+       << " entry=" << entitymodel::describe(a.entry) << (a.lockRefused ? " (lock refused)" : "")
+       << (a.otherBridge ? " (br1)" : "");
   }
 };
 
@@ -462,9 +467,10 @@ RC_GTEST_PROP(EntityModelTest, EveryStepAgreesWithTheModel, ()) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // A few hundred sequences of up to some hundred steps by default; RC_PARAMS set by the caller
-  // wins.
-  setenv("RC_PARAMS", "max_success=300 max_size=200", 0);
+  // 600 sequences of up to 200 steps unless RC_PARAMS says otherwise: the rarest class, a
+  // per-VLAN limit that cannot be removed when its VLAN goes, was reached in 100 seeds of 100
+  // (79 of 80 at 300). The seed is drawn anew and printed first, so a failure replays.
+  setenv("RC_PARAMS", "max_success=600 max_size=200", 0);
   ::testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }

@@ -26,12 +26,16 @@
 
 namespace {
 
-// When armed, the next bind of a datagram socket to 127.0.0.1, port 0
-// fails with EADDRINUSE; every other bind goes to the C library.
-std::atomic<bool> failNextLoopbackUdpBind{false};
+// The registration step made to fail next, by interposing the call that
+// takes it; every other call goes to the libraries.
+enum class Fail { nothing, udpBind, udpTransport, udpRegistration, tcpRegistration };
+std::atomic<Fail> failNext{Fail::nothing};
+
+bool failing(Fail step) { return failNext.compare_exchange_strong(step, Fail::nothing); }
 
 }  // namespace
 
+// A datagram socket's bind to 127.0.0.1, port 0 fails with EADDRINUSE.
 extern "C" int bind(int fd, const struct sockaddr* address, socklen_t length) {
   typedef int (*bind_t)(int, const struct sockaddr*, socklen_t);
   static bind_t next = reinterpret_cast<bind_t>(dlsym(RTLD_NEXT, "bind"));
@@ -40,11 +44,23 @@ extern "C" int bind(int fd, const struct sockaddr* address, socklen_t length) {
   socklen_t typeLength = sizeof type;
   if (in != nullptr && in->sin_family == AF_INET && in->sin_addr.s_addr == htonl(INADDR_LOOPBACK) &&
       in->sin_port == 0 && getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &typeLength) == 0 &&
-      type == SOCK_DGRAM && failNextLoopbackUdpBind.exchange(false)) {
+      type == SOCK_DGRAM && failing(Fail::udpBind)) {
     errno = EADDRINUSE;
     return -1;
   }
   return next(fd, address, length);
+}
+
+extern "C" SVCXPRT* svcudp_create(int sock) {
+  static auto next = reinterpret_cast<SVCXPRT* (*)(int)>(dlsym(RTLD_NEXT, "svcudp_create"));
+  return failing(Fail::udpTransport) ? nullptr : next(sock);
+}
+
+extern "C" bool_t svc_register(SVCXPRT* transport, u_long program, u_long version,
+                               void (*dispatch)(struct svc_req*, SVCXPRT*), int protocol) {
+  static auto next = reinterpret_cast<decltype(&svc_register)>(dlsym(RTLD_NEXT, "svc_register"));
+  return !failing(protocol == IPPROTO_TCP ? Fail::tcpRegistration : Fail::udpRegistration) &&
+         next(transport, program, version, dispatch, protocol);
 }
 
 namespace {
@@ -112,28 +128,27 @@ TEST(RpcProxyRegistrationTest, NonLoopThreadRegistersBothTransportsAndEnds) {
 }
 
 TEST(RegisterSvcTest, EachTransportIsRegisteredOrReportedOnItsOwn) {
-  failNextLoopbackUdpBind = true;
-  testing::internal::CaptureStderr();
-  rpcProxyRegisterSvc(kTestProgram, 1, [](svc_req*, SVCXPRT* t) { svcerr_noproc(t); });
-  EXPECT_EQ(
-      "rte/BLL/core/rpcProxy.cpp:52 Cannot bind UDP socket for RPC service "
-      "0x40000d0d/1073745165, version 1 (98 - Address already in use).\n",
-      testing::internal::GetCapturedStderr());
-  EXPECT_EQ(0, registeredPort(kTestProgram, IPPROTO_UDP));
-  EXPECT_NE(0, registeredPort(kTestProgram, IPPROTO_TCP));
-
-  // Another dispatcher for a registered program is refused on both.
-  testing::internal::CaptureStderr();
-  rpcProxyRegisterSvc(kTestProgram, 1, [](svc_req*, SVCXPRT* t) { svcerr_decode(t); });
-  EXPECT_EQ(
-      "rte/BLL/core/rpcProxy.cpp:61 Cannot register UDP RPC service 0x40000d0d/1073745165, "
-      "version 1.\n"
-      "rte/BLL/core/rpcProxy.cpp:93 Cannot register TCP RPC service 0x40000d0d/1073745165, "
-      "version 1.\n",
-      testing::internal::GetCapturedStderr());
-  EXPECT_EQ(0, registeredPort(kTestProgram, IPPROTO_UDP));
-  EXPECT_EQ(0, registeredPort(kTestProgram, IPPROTO_TCP));
-  svc_unregister(kTestProgram, 1);
+  const std::string service = " RPC service 0x40000d0d/1073745165, version 1";
+  const struct {
+    Fail step;
+    std::string line;
+    bool udp, tcp;  // registered with the port mapper afterwards
+  } cases[] = {
+      {Fail::udpBind, ":52 Cannot bind UDP socket for" + service + " (98 - Address already in use)",
+       false, true},
+      {Fail::udpTransport, ":57 Cannot create UDP" + service, false, true},
+      {Fail::udpRegistration, ":61 Cannot register UDP" + service, false, true},
+      {Fail::tcpRegistration, ":93 Cannot register TCP" + service, true, false},
+  };
+  for (const auto& c : cases) {
+    failNext = c.step;
+    testing::internal::CaptureStderr();
+    rpcProxyRegisterSvc(kTestProgram, 1, [](svc_req*, SVCXPRT* t) { svcerr_noproc(t); });
+    EXPECT_EQ("rte/BLL/core/rpcProxy.cpp" + c.line + ".\n", testing::internal::GetCapturedStderr());
+    EXPECT_EQ(c.udp, registeredPort(kTestProgram, IPPROTO_UDP) != 0) << c.line;
+    EXPECT_EQ(c.tcp, registeredPort(kTestProgram, IPPROTO_TCP) != 0) << c.line;
+    svc_unregister(kTestProgram, 1);
+  }
 }
 
 TEST(EntityLifecycleTest, StopLeavesHandlersSubscribedSoRestartDoublesThem) {
