@@ -65,5 +65,19 @@ TEST_F(DefaultSettingsTest, ManagementEntryReplacesTheManagementInterfacesEntrie
   EXPECT_EQ(Lines{"v20/02"}, staticOn(5));
 }
 
+// Switching every interface of an empty registry succeeds and sends nothing;
+// a report whose type lookup fails after the name lookup keeps the name.
+TEST_F(DefaultSettingsTest, EdgesOfTheRegistryLeaveWhatTheyShould) {
+  PortSecurity::interfaceInfo_t info;
+  node().failTypeLookup(true);
+  EXPECT_EQ(1u, ps().getInterfaceInfo(5, info));
+  EXPECT_EQ("eth5", info.name);
+  node().failTypeLookup(false);
+  node().reset();
+  driver().clearCommands();
+  EXPECT_EQ(0u, ps().setStateAll(true));
+  EXPECT_EQ(Lines{}, takeSent());
+}
+
 }  // namespace
 }  // namespace entitytest
