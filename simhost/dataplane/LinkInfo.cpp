@@ -16,6 +16,7 @@ struct LinkAttributes {
   int link = 0;
   bool linkElsewhere = false;  // the peer's ifindex is another namespace's
   std::string kind;
+  uint64_t received = 0;
 };
 
 void readLinkInfo(const rtattr* nested, int length, LinkAttributes& out) {
@@ -34,6 +35,8 @@ bool parseLink(const nlmsghdr* message, LinkAttributes& out) {
       std::memcpy(&out.link, RTA_DATA(at), sizeof(int));
     else if (at->rta_type == IFLA_LINK_NETNSID)
       out.linkElsewhere = true;
+    else if (at->rta_type == IFLA_STATS64 && RTA_PAYLOAD(at) >= sizeof(rtnl_link_stats64))
+      out.received = static_cast<const rtnl_link_stats64*>(RTA_DATA(at))->rx_packets;
     else if (at->rta_type == IFLA_LINKINFO)
       readLinkInfo(static_cast<const rtattr*>(RTA_DATA(at)), static_cast<int>(RTA_PAYLOAD(at)),
                    out);
@@ -43,9 +46,9 @@ bool parseLink(const nlmsghdr* message, LinkAttributes& out) {
 
 }  // namespace
 
-int vethPeer(int ifindex) {
+bool readLinkInfo(int ifindex, LinkInfo& out) {
   const int fd = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
-  if (fd < 0) return 0;
+  if (fd < 0) return false;
   struct {
     nlmsghdr header;
     ifinfomsg info;
@@ -61,10 +64,13 @@ int vethPeer(int ifindex) {
   if (::send(fd, &request, sizeof request, 0) == sizeof request)
     length = ::recv(fd, reply, sizeof reply, 0);
   ::close(fd);
-  if (length <= 0) return 0;
+  if (length <= 0) return false;
   const nlmsghdr* message = reinterpret_cast<const nlmsghdr*>(reply);
-  if (!NLMSG_OK(message, static_cast<unsigned int>(length)) || !parseLink(message, link)) return 0;
-  return link.kind == "veth" && !link.linkElsewhere ? link.link : 0;
+  if (!NLMSG_OK(message, static_cast<unsigned int>(length)) || !parseLink(message, link))
+    return false;
+  out.vethPeer = link.kind == "veth" && !link.linkElsewhere ? link.link : 0;
+  out.receivedFrames = link.received;
+  return true;
 }
 
 }  // namespace sim
