@@ -82,24 +82,30 @@ struct Procedure {
   unsigned int success;
   OnFailure onFailure;  // what a failing query leaves in its reply
   std::function<Reply(CLIENT*, unsigned int)> call;
+  // What a setter that succeeds leaves in everything(), "#" standing for the
+  // interface; empty where the entries change instead.
+  std::string leaves = "";
 };
 
 const std::vector<Procedure>& procedures() {
   static const std::vector<Procedure> table = {
       {1, true, false, 0, OnFailure::nothing,
-       [](CLIENT* c, unsigned int) { return code(rpc_ps_set_state_1(FALSE, c)); }},
+       [](CLIENT* c, unsigned int) { return code(rpc_ps_set_state_1(FALSE, c)); }, "state 0 |"},
       {2, true, true, 0, OnFailure::nothing,
-       [](CLIENT* c, unsigned int i) { return code(rpc_ps_set_interface_state_1(i, FALSE, c)); }},
+       [](CLIENT* c, unsigned int i) { return code(rpc_ps_set_interface_state_1(i, FALSE, c)); },
+       " | # 0 1 7 100=10;"},
       {3, false, false, 0, OnFailure::nothing,
-       [](CLIENT* c, unsigned int i) { return code(rpc_ps_set_mac_limit_dynamic_1(i, 5, c)); }},
+       [](CLIENT* c, unsigned int i) { return code(rpc_ps_set_mac_limit_dynamic_1(i, 5, c)); },
+       " | # 1 5 7 100=10;"},
       {4, false, false, 0, OnFailure::nothing,
-       [](CLIENT* c, unsigned int i) {
-         return code(rpc_ps_set_mac_default_limit_dynamic_1(i, c));
-       }},
+       [](CLIENT* c, unsigned int i) { return code(rpc_ps_set_mac_default_limit_dynamic_1(i, c)); },
+       " | # 1 300 7 100=10;"},
       {5, false, false, 0, OnFailure::nothing,
-       [](CLIENT* c, unsigned int i) { return code(rpc_ps_set_mac_limit_static_1(i, 5, c)); }},
+       [](CLIENT* c, unsigned int i) { return code(rpc_ps_set_mac_limit_static_1(i, 5, c)); },
+       " | # 1 1 5 100=10;"},
       {6, false, false, 0, OnFailure::nothing,
-       [](CLIENT* c, unsigned int i) { return code(rpc_ps_set_mac_default_limit_static_1(i, c)); }},
+       [](CLIENT* c, unsigned int i) { return code(rpc_ps_set_mac_default_limit_static_1(i, c)); },
+       " | # 1 1 20 100=10;"},
       {7, false, false, 0, OnFailure::nothing,
        [](CLIENT* c, unsigned int i) { return code(rpc_ps_add_mac_static_1(i, entry(3), c)); }},
       {8, false, false, 0, OnFailure::nothing,
@@ -140,11 +146,13 @@ const std::vector<Procedure>& procedures() {
       {16, true, true, 0, OnFailure::nothing,
        [](CLIENT* c, unsigned int i) {
          return code(rpc_ps_add_vlan_mac_limit_dynamic_1(i, kVlan, 12, c));
-       }},
+       },
+       " | # 1 1 7 100=12;"},
       {17, true, true, 0, OnFailure::nothing,
        [](CLIENT* c, unsigned int i) {
          return code(rpc_ps_del_vlan_mac_limit_dynamic_1(i, kVlan, c));
-       }},
+       },
+       " | # 1 1 7;"},
       {18, false, false, 0, OnFailure::nothing,
        [](CLIENT* c, unsigned int i) {
          return code(rpc_ps_add_mac_static_virtual_port_1(i, entry(2), 0, c));
@@ -216,13 +224,14 @@ class ProcedureTableTest : public ::testing::TestWithParam<const char*> {
     std::ostringstream out;
     bool state = false;
     ps.getState(state);
-    out << state;
+    out << "state " << state;
     PortSecurity::interfaceSettingsMap_t settings;
     ps.getInterfaceSettings(settings);
     for (const auto& s : settings) {
       out << " | " << s.first << ' ' << s.second.state << ' ' << s.second.limitDynamicMACs << ' '
           << s.second.limitStaticMACs;
       for (const auto& v : s.second.vlanLimitDynamicMACs) out << ' ' << v.first << '=' << v.second;
+      out << ';';
     }
     ps.externalMessage("portSecurity", "macEntries", &out);
     for (const auto& chain : sim::Driver::instance().table())
@@ -255,7 +264,14 @@ TEST_P(ProcedureTableTest, EveryProcedureInEveryModeAndLockState) {
         const unsigned int expected = refused ? 10u : lockRefused ? 1u : p.success;
         EXPECT_EQ(expected, reply.code);
         const bool changes = expected == 0 && p.onFailure == OnFailure::nothing;
-        EXPECT_EQ(changes, before != everything());
+        const std::string after = everything();
+        EXPECT_EQ(changes, before != after);
+        std::string leaves = p.leaves;
+        if (leaves.find('#') != std::string::npos)
+          leaves.replace(leaves.find('#'), 1, std::to_string(intf));
+        if (changes && !leaves.empty()) {
+          EXPECT_NE(std::string::npos, after.find(leaves)) << after;
+        }
         if (p.onFailure == OnFailure::zeroed && expected != 0) {
           EXPECT_EQ(p.number == 11 ? " [ 0 0 0 0]" : " 0/0", reply.fields);
         } else if (p.onFailure != OnFailure::nothing) {
