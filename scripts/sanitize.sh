@@ -19,7 +19,7 @@ for kind in "${kinds[@]}"; do
   echo "== $flags ($dir)"
   BUILD_DIR="$dir" scripts/build.sh -DCMAKE_BUILD_TYPE=Debug -DPS_SANITIZE="$flags"
   ASAN_OPTIONS=detect_leaks=1 \
-  LSAN_OPTIONS="suppressions=$PWD/tests/sanitizers/lsan.supp" \
+  LSAN_OPTIONS="suppressions=$PWD/tests/sanitizers/lsan.supp:print_suppressions=0" \
   UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   TSAN_OPTIONS=halt_on_error=1 \
     ctest --test-dir "$dir" --output-on-failure -j2

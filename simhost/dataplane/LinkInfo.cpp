@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstring>
 #include <string>
 
@@ -36,7 +37,11 @@ bool parseLink(const nlmsghdr* message, LinkAttributes& out) {
     else if (at->rta_type == IFLA_LINK_NETNSID)
       out.linkElsewhere = true;
     else if (at->rta_type == IFLA_STATS64 && RTA_PAYLOAD(at) >= sizeof(rtnl_link_stats64))
-      out.received = static_cast<const rtnl_link_stats64*>(RTA_DATA(at))->rx_packets;
+      // Attributes are only 4-byte aligned: the counters are copied out.
+      std::memcpy(
+          &out.received,
+          static_cast<const uint8_t*>(RTA_DATA(at)) + offsetof(rtnl_link_stats64, rx_packets),
+          sizeof out.received);
     else if (at->rta_type == IFLA_LINKINFO)
       readLinkInfo(static_cast<const rtattr*>(RTA_DATA(at)), static_cast<int>(RTA_PAYLOAD(at)),
                    out);
