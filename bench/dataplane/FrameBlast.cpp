@@ -32,7 +32,7 @@
 
 namespace {
 
-const size_t kFrameSize = 60;        // the shortest Ethernet frame, without its FCS
+const size_t kFrameSize = 60;  // the shortest Ethernet frame, without its FCS
 // Local experimental 2: nothing on the way answers it, and the data plane
 // does not take it for one of its probe frames (0x88b5).
 const uint16_t kEtherType = 0x88b6;
