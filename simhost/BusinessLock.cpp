@@ -28,6 +28,7 @@ struct BusinessLock::State {
   // readable without the mutex.
   std::atomic<unsigned int> faultsLeft{0};
   LockKind faultKind = LockKind::any;
+  unsigned int attemptsToGrant = 0;
   std::atomic<unsigned int> callsOutsideLock{0};
 };
 
@@ -44,6 +45,10 @@ bool BusinessLock::consumeFault(LockKind kind) {
   std::lock_guard<std::mutex> guard(state.mutex);
   if (state.faultsLeft == 0) return false;
   if (state.faultKind != LockKind::any && state.faultKind != kind) return false;
+  if (state.attemptsToGrant > 0) {
+    --state.attemptsToGrant;
+    return false;
+  }
   --state.faultsLeft;
   return true;
 }
@@ -98,10 +103,11 @@ void BusinessLock::releaseShared() {
   state.released.notify_all();
 }
 
-void BusinessLock::failNextAttempts(unsigned int count, LockKind kind) {
+void BusinessLock::failNextAttempts(unsigned int count, LockKind kind, unsigned int skip) {
   std::lock_guard<std::mutex> guard(state.mutex);
   state.faultsLeft = count;
   state.faultKind = kind;
+  state.attemptsToGrant = skip;
 }
 
 void BusinessLock::clearFaults() { failNextAttempts(0); }

@@ -20,8 +20,9 @@ class BusinessLock {
   void releaseExclusive();
   void releaseShared();
 
-  // The next `count` attempts of `kind` fail: not locked, nothing taken.
-  void failNextAttempts(unsigned int count, LockKind kind = LockKind::any);
+  // After `skip` granted attempts of `kind`, the next `count` fail: not
+  // locked, nothing taken.
+  void failNextAttempts(unsigned int count, LockKind kind = LockKind::any, unsigned int skip = 0);
   void clearFaults();
 
   // Host services that the module asks only while it holds the lock (the

@@ -13,18 +13,92 @@ const unsigned long kTableInfo = 0x80047a02, kAddStatic = 0x40047a07, kDelStatic
                     kSetIntfLimit = 0x40047a2c, kSetVlanLimit = 0x40047a2e,
                     kDelVlanLimit = 0x40047a2f, kGetViolation = 0xc0047a31;
 
+const unsigned long kTableEntry = 0xc0047a0c;
 const int kInternal = 3, kGpon = 4, kGem = 5;
-const uint32_t kMng = 4;
-const Entry kMngEntry = {10, {0x02, 0, 0, 0, 0, 0x01}};
 
-// The simulated driver's table: 16 buckets, hashed over the VLAN and the MAC.
-uint32_t bucketOf(const Entry& e) {
-  uint32_t hash = e.vlan;
-  for (uint8_t byte : e.mac) hash = hash * 31 + byte;
-  return hash % 16;
+typedef std::vector<uint8_t> Record;
+
+// A zeroed record of `size` bytes that starts with the interface id as text.
+Record intfRecord(size_t size, uint32_t id) {
+  Record record(size, 0);
+  const std::string text = std::to_string(id);
+  std::copy(text.begin(), text.end(), record.begin());
+  return record;
+}
+
+// Little-endian, as on both our targets.
+void put16(Record& record, size_t at, uint16_t value) {
+  record[at] = value & 0xff;
+  record[at + 1] = value >> 8;
+}
+
+void put32(Record& record, size_t at, uint32_t value) {
+  for (int i = 0; i < 4; ++i) record[at + i] = (value >> (8 * i)) & 0xff;
+}
+
+Record stateRecord(uint32_t id, bool on) {
+  Record record = intfRecord(24, id);
+  put32(record, 20, on);
+  return record;
+}
+
+Record limitRecord(uint32_t id, uint32_t kind, uint32_t limit) {
+  Record record = intfRecord(32, id);
+  put32(record, 20, kind);
+  put32(record, 24, limit);
+  return record;
+}
+
+Record vlanLimitRecord(uint32_t id, uint16_t vlan, uint32_t limit) {
+  Record record = intfRecord(24, id);
+  put16(record, 18, vlan);
+  put32(record, 20, limit);
+  return record;
+}
+
+Record macRecord(uint32_t id, const Entry& entry) {
+  Record record = intfRecord(28, id);
+  std::copy(entry.mac.begin(), entry.mac.end(), record.begin() + 17);
+  put16(record, 24, entry.vlan);
+  record[26] = 1;
+  return record;
+}
+
+std::string macText(const Mac& mac) {
+  char text[18];
+  std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3],
+                mac[4], mac[5]);
+  return text;
 }
 
 }  // namespace
+
+uint32_t bucketOf(const Entry& e, uint32_t buckets) {
+  uint32_t hash = e.vlan;
+  for (uint8_t byte : e.mac) hash = hash * 31 + byte;
+  return buckets == 0 ? 0 : hash % buckets;
+}
+
+std::string describeCommand(unsigned long code, unsigned long argument, const Record& record,
+                            bool refused) {
+  std::ostringstream out;
+  out << std::hex << code << ' ';
+  if (record.empty()) out << argument;
+  const size_t shown = code == kTableEntry ? std::min<size_t>(8, record.size()) : record.size();
+  for (size_t i = 0; i < shown; ++i) out << (record[i] >> 4) << (record[i] & 15);
+  return out.str() + (refused ? " refused" : "");
+}
+
+std::vector<std::pair<Entry, TableEntry>> Observable::walk() const {
+  std::vector<std::pair<Entry, TableEntry>> entries;
+  if (buckets == 0) return entries;
+  entries.assign(table.begin(), table.end());
+  std::sort(entries.begin(), entries.end(), [this](const auto& a, const auto& b) {
+    return std::make_pair(bucketOf(a.first, buckets), a.second.inserted) <
+           std::make_pair(bucketOf(b.first, buckets), b.second.inserted);
+  });
+  return entries;
+}
 
 const std::vector<HostInterface>& Model::hostInterfaces() {
   static const std::vector<HostInterface> list = {
@@ -46,8 +120,7 @@ std::string describe(const Entry& e) {
   return text;
 }
 
-std::string describe(std::vector<Entry> entries) {
-  std::sort(entries.begin(), entries.end());
+std::string describe(const std::vector<Entry>& entries) {
   std::string text;
   for (const Entry& e : entries) text += " " + describe(e);
   return text;
@@ -68,29 +141,49 @@ void Model::put(const Entry& entry, uint32_t id, bool isStatic) {
   slot.isStatic = isStatic;
 }
 
+bool Model::lock() {
+  if (locksBeforeRefusal < 0) return true;
+  return locksBeforeRefusal-- != 0;
+}
+
 bool Model::open() {
   if (openFailures == 0) return true;
   --openFailures;
   return false;
 }
 
-bool Model::accept(unsigned long code) {
+bool Model::issue(unsigned long code, const Record& record, unsigned long argument, bool feasible) {
+  bool accepted = feasible;
   auto armed = refusedCodes.find(code);
-  if (armed == refusedCodes.end()) return true;
-  if (armed->second-- > 0) return true;
-  refusedCodes.erase(armed);
-  return false;
+  if (armed != refusedCodes.end() && armed->second-- == 0) {
+    refusedCodes.erase(armed);
+    accepted = false;
+  }
+  sent.push_back(describeCommand(code, argument, record, !accepted));
+  return accepted;
+}
+
+void Model::sendWalk() {
+  std::vector<uint32_t> chainLength(buckets, 0);
+  for (const auto& e : walk()) ++chainLength[bucketOf(e.first, buckets)];
+  for (uint32_t bucket = 0; bucket < buckets; ++bucket)
+    for (uint32_t position = 0; position <= chainLength[bucket]; ++position) {
+      Record record(8, 0);
+      put32(record, 0, bucket);
+      put32(record, 4, position);
+      issue(kTableEntry, record, 0, position < chainLength[bucket]);
+    }
 }
 
 uint32_t Model::setState(bool value) {
-  if (!command(kSetState)) return 1;
+  if (!lock() || !command(kSetState, {}, value)) return 1;
   driverState = value;
   state = value;
   return 0;
 }
 
 uint32_t Model::setState(uint32_t id, bool value) {
-  if (!known(id) || !command(kSetIntfState)) return 1;
+  if (!lock() || !known(id) || !command(kSetIntfState, stateRecord(id, value))) return 1;
   driverInterfaces[id].enabled = value;
   settings[id].state = value;
   return 0;
@@ -103,7 +196,7 @@ uint32_t Model::setStateAll(bool value) {
 }
 
 uint32_t Model::setLimitDynamic(uint32_t id, uint32_t limit) {
-  if (!known(id) || !command(kSetIntfLimit)) return 1;
+  if (!lock() || !known(id) || !command(kSetIntfLimit, limitRecord(id, 0, limit))) return 1;
   driverInterfaces[id].hasDynamicLimit = true;
   driverInterfaces[id].dynamicLimit = limit;
   settings[id].dynamicLimit = limit;
@@ -111,12 +204,13 @@ uint32_t Model::setLimitDynamic(uint32_t id, uint32_t limit) {
 }
 
 uint32_t Model::setLimitDynamic(uint32_t id, uint16_t vlan, uint32_t limit) {
-  if (!known(id) || vlans.count(vlan) == 0) return 1;
+  if (!lock() || !known(id) || vlans.count(vlan) == 0) return 1;
   if (limit != 0) {
     if (limit < 1 || limit > 64) return 7;
     if (settings[id].vlanLimits.size() > 7) return 6;
   }
-  if (!command(limit != 0 ? kSetVlanLimit : kDelVlanLimit)) return 1;
+  if (!command(limit != 0 ? kSetVlanLimit : kDelVlanLimit, vlanLimitRecord(id, vlan, limit)))
+    return 1;
   if (limit != 0) {
     driverInterfaces[id].vlanLimits[vlan] = limit;
     settings[id].vlanLimits[vlan] = limit;
@@ -127,18 +221,19 @@ uint32_t Model::setLimitDynamic(uint32_t id, uint16_t vlan, uint32_t limit) {
   return 0;
 }
 
-const VirtualPort* Model::carriedBy(uint32_t carrier) const {
-  for (const auto& perIntf : cache)
-    for (const auto& perVPort : perIntf.second)
+VirtualPort* Model::carriedBy(uint32_t carrier) {
+  if (!lock()) return nullptr;
+  for (auto& perIntf : cache)
+    for (auto& perVPort : perIntf.second)
       if (perVPort.second.carrier == carrier) return &perVPort.second;
   return nullptr;
 }
 
 uint32_t Model::setLimitStatic(uint32_t id, uint32_t limit) {
-  if (!known(id)) return 1;
+  if (!lock() || !known(id)) return 1;
   const VirtualPort* carried = carriedBy(id);
   if (carried != nullptr && carried->entries.size() > limit) return 7;
-  if (!command(kSetIntfLimit)) return 1;
+  if (!command(kSetIntfLimit, limitRecord(id, 1, limit))) return 1;
   driverInterfaces[id].hasStaticLimit = true;
   driverInterfaces[id].staticLimit = limit;
   settings[id].staticLimit = limit;
@@ -151,7 +246,7 @@ uint32_t Model::staticLimitOf(uint32_t id) const {
 }
 
 uint32_t Model::addStaticEntry(uint32_t id, const Entry& entry) {
-  if (!known(id)) return 1;
+  if (!lock() || !known(id)) return 1;
   for (auto& other : statics) {
     if (other.first == id) continue;
     if (std::find(other.second.begin(), other.second.end(), entry) == other.second.end()) continue;
@@ -164,32 +259,31 @@ uint32_t Model::addStaticEntry(uint32_t id, const Entry& entry) {
   std::vector<Entry>& list = statics[id];
   if (hadList && list.size() == limit) return 2;
   if (std::find(list.begin(), list.end(), entry) != list.end()) return 0;
-  if (!command(kAddStatic)) return 1;
+  if (!command(kAddStatic, macRecord(id, entry))) return 1;
   put(entry, id, true);
   list.push_back(entry);
   return 0;
 }
 
-bool Model::driverDelStatic(uint32_t id, const Entry& entry) {
+bool Model::holdsStatic(uint32_t id, const Entry& entry) const {
   auto found = table.find(entry);
-  if (found == table.end() || !found->second.isStatic || found->second.interface != id)
-    return false;
-  table.erase(found);
-  return true;
+  return found != table.end() && found->second.isStatic && found->second.interface == id;
 }
 
 uint32_t Model::delStaticEntry(uint32_t id, const Entry& entry) {
-  if (!known(id)) return 1;
+  if (!lock() || !known(id)) return 1;
   auto list = statics.find(id);
   if (list == statics.end()) return 3;
   auto at = std::find(list->second.begin(), list->second.end(), entry);
   if (at == list->second.end()) return 3;
-  if (!command(kDelStatic) || !driverDelStatic(id, entry)) return 1;
+  if (!command(kDelStatic, macRecord(id, entry), 0, holdsStatic(id, entry))) return 1;
+  table.erase(entry);
   list->second.erase(at);
   return 0;
 }
 
 uint32_t Model::clearStaticEntries(uint32_t id) {
+  if (!lock()) return 1;
   for (auto& perIntf : statics) {
     if (id != 0 && perIntf.first != id) continue;
     while (!perIntf.second.empty())
@@ -217,7 +311,11 @@ void Model::unlink(const Entry& entry) {
 }
 
 uint32_t Model::addVirtualPortEntry(uint32_t id, const Entry& entry, uint32_t vport) {
-  if (!known(id)) return 1;
+  if (!lock() || !known(id)) return 1;
+  if (typeLookupFails) {
+    logFailure("addStaticEntryVirtualPort", 892, "interfaceGetTypeById failed for intf: ", id);
+    return 1;
+  }
   int type = 0;
   for (const HostInterface& i : hostInterfaces())
     if (i.id == id) type = i.type;
@@ -232,9 +330,19 @@ uint32_t Model::addVirtualPortEntry(uint32_t id, const Entry& entry, uint32_t vp
     auto gem = gems.find({id, vport});
     carrier = gem == gems.end() ? 0 : gem->second;
   }
+  if (!lock()) {
+    logFailure("addStaticEntryVirtualPort", 936, "getStaticMacLimit failed for intf: ", carrier);
+    return 1;
+  }
+  if (!lock()) {
+    log(0, "addStaticEntryVirtualPort:945:getMacEntriesCacheNum failed for intf: " +
+               std::to_string(id) + ", virtualPort: " + std::to_string(vport) + "\n");
+    return 1;
+  }
   const auto intf = cache.find(id);
   size_t count = 0;
-  if (intf != cache.end() && intf->second.count(vport) != 0)
+  // The count's own lookup of the virtual port finds nothing when its lock is refused.
+  if (lock() && intf != cache.end() && intf->second.count(vport) != 0)
     count = intf->second[vport].entries.size();
   if (count >= staticLimitOf(carrier)) {
     log(0, "addStaticEntryVirtualPort:955:macLimit failed for intf: " + std::to_string(id) +
@@ -242,20 +350,16 @@ uint32_t Model::addVirtualPortEntry(uint32_t id, const Entry& entry, uint32_t vp
     return 2;
   }
 
-  for (const auto& perIntf : cache)
-    for (const auto& perVPort : perIntf.second)
-      for (const CachedEntry& cached : perVPort.second.entries) {
-        if (!(cached.entry == entry)) continue;
-        if (perIntf.first == id && perVPort.first == vport) return 0;
-        if (cached.configured && delStaticEntry(perVPort.second.carrier, entry) != 0) {
-          logFailure("addStaticEntryVirtualPort", 986,
-                     "delStaticEntry failed for intf: ", perVPort.second.carrier);
-          return 1;
-        }
-        unlink(entry);
-        goto moved;
-      }
-moved:
+  uint32_t heldBy = 0, heldAt = 0;
+  if (const CachedEntry* cached = findCached(entry, heldBy, heldAt)) {
+    if (heldBy == id && heldAt == vport) return 0;
+    const uint32_t oldCarrier = cache[heldBy][heldAt].carrier;
+    if (cached->configured && delStaticEntry(oldCarrier, entry) != 0) {
+      logFailure("addStaticEntryVirtualPort", 986, "delStaticEntry failed for intf: ", oldCarrier);
+      return 1;
+    }
+    unlink(entry);
+  }
   bool configured = false;
   if (carrier != 0 && vlans.count(entry.vlan) != 0) {
     if (addStaticEntry(carrier, entry) != 0) {
@@ -270,39 +374,44 @@ moved:
   return 0;
 }
 
-uint32_t Model::delVirtualPortEntry(uint32_t id, const Entry& entry) {
-  if (!known(id)) return 1;
+const CachedEntry* Model::findCached(const Entry& entry, uint32_t& intf, uint32_t& vport) {
+  if (!lock()) return nullptr;
   for (const auto& perIntf : cache)
     for (const auto& perVPort : perIntf.second)
-      for (const CachedEntry& cached : perVPort.second.entries) {
-        if (!(cached.entry == entry)) continue;
-        if (cached.configured && delStaticEntry(perVPort.second.carrier, entry) != 0) {
-          logFailure("delStaticEntryVirtualPort", 1074,
-                     "delStaticEntry failed for intf: ", perVPort.second.carrier);
-          return 1;
+      for (const CachedEntry& cached : perVPort.second.entries)
+        if (cached.entry == entry) {
+          intf = perIntf.first;
+          vport = perVPort.first;
+          return &cached;
         }
-        unlink(entry);
-        return 0;
-      }
+  return nullptr;
+}
+
+uint32_t Model::delVirtualPortEntry(uint32_t id, const Entry& entry) {
+  if (!lock() || !known(id)) return 1;
+  uint32_t heldBy = 0, heldAt = 0;
+  const CachedEntry* cached = findCached(entry, heldBy, heldAt);
+  if (cached == nullptr) return 0;
+  const uint32_t carrier = cache[heldBy][heldAt].carrier;
+  if (cached->configured && delStaticEntry(carrier, entry) != 0) {
+    logFailure("delStaticEntryVirtualPort", 1074, "delStaticEntry failed for intf: ", carrier);
+    return 1;
+  }
+  unlink(entry);
   return 0;
 }
 
 uint32_t Model::moveDynamicToStatic(uint32_t id) {
-  if (!known(id) || !command(kMove)) return 1;
+  if (!lock() || !known(id) || !command(kMove, intfRecord(152, id))) return 1;
   for (auto& e : table)
     if (e.second.interface == id) e.second.isStatic = true;
-  if (!accept(kTableInfo)) return 1;
-  // Remembered in the order of the driver's walk: bucket by bucket, each
-  // bucket's entries as they came.
-  std::vector<std::pair<std::pair<uint32_t, uint64_t>, Entry>> walk;
-  for (const auto& e : table)
-    if (e.second.interface == id && e.second.isStatic)
-      walk.push_back({{bucketOf(e.first), e.second.inserted}, e.first});
-  std::sort(walk.begin(), walk.end(),
-            [](const auto& a, const auto& b) { return a.first < b.first; });
+  if (!issue(kTableInfo, Record(16, 0))) return 1;
+  sendWalk();
+  // Remembered in the order of the driver's walk.
   std::vector<Entry>& list = statics[id];
   list.clear();
-  for (const auto& step : walk) list.push_back(step.second);
+  for (const auto& e : walk())
+    if (e.second.interface == id && e.second.isStatic) list.push_back(e.first);
   return 0;
 }
 
@@ -316,17 +425,35 @@ bool Model::applyDefaultSettings() {
     for (const auto& limit : limits) setLimitDynamic(i.id, limit.first, 0);
   }
   clearStaticEntries(0);
-  if (clearStaticEntries(kMng) != 0)
-    log(0, "Error in PortSecurity::updateMngStaticEntry: clearStaticEntries failed.\n");
-  else if (addStaticEntry(kMng, kMngEntry) != 0)
-    log(0, "Error in PortSecurity::updateMngStaticEntry: addStaticEntry for vlan 10 failed.\n");
+  updateMngStaticEntry();
   cache.clear();
   return true;
 }
 
-void Model::createVlan(uint16_t vlan, bool lockRefused) {
+uint32_t Model::updateMngStaticEntry() {
+  const std::string prefix = "Error in PortSecurity::updateMngStaticEntry: ";
+  if (networkInfoFault != 0) {
+    log(0, prefix + "NetworkInfo read failed. Error " + std::to_string(networkInfoFault) + "\n");
+    return 1;
+  }
+  if (mngIdFault != 0) {
+    log(0, prefix + "interfaceMngIdGet read failed. Error " + std::to_string(mngIdFault) + "\n");
+    return 1;
+  }
+  if (clearStaticEntries(mngId) != 0) {
+    log(0, prefix + "clearStaticEntries failed.\n");
+    return 1;
+  }
+  if (addStaticEntry(mngId, mngEntry) != 0) {
+    log(0, prefix + "addStaticEntry for vlan " + std::to_string(mngEntry.vlan) + " failed.\n");
+    return 1;
+  }
+  return 0;
+}
+
+void Model::createVlan(uint16_t vlan) {
   if (!vlans.insert(vlan).second) return;
-  if (lockRefused) return logFailure("vlanAddEvent", 1706, "lock failed for vid: ", vlan);
+  if (!lock()) return logFailure("vlanAddEvent", 1706, "lock failed for vid: ", vlan);
   for (auto& perIntf : cache)
     for (auto& perVPort : perIntf.second)
       for (CachedEntry& cached : perVPort.second.entries) {
@@ -339,10 +466,10 @@ void Model::createVlan(uint16_t vlan, bool lockRefused) {
       }
 }
 
-bool Model::deleteVlan(uint16_t vlan, bool lockRefused) {
+bool Model::deleteVlan(uint16_t vlan) {
   if (vlans.count(vlan) == 0) return true;
   bool agreed = true;
-  if (lockRefused) {
+  if (!lock()) {
     logFailure("vlanDelEvent", 1754, "lock failed for vid: ", vlan);
   } else {
     for (auto& perIntf : cache)
@@ -368,30 +495,21 @@ bool Model::deleteVlan(uint16_t vlan, bool lockRefused) {
   return agreed;
 }
 
-void Model::gemEvent(uint32_t gem, uint32_t id, uint32_t vport, int kind, bool lockRefused) {
+void Model::gemEvent(uint32_t gem, uint32_t id, uint32_t vport, int kind) {
   if (kind != 0 && kind != 2) return;
   gems[{id, vport}] = gem;
-  if (lockRefused) return logFailure("GPONGemEvent", 1818, "lock failed for intfid: ", gem);
-  if (kind == 2) {
-    for (auto& perIntf : cache) {
-      bool found = false;
-      for (auto& perVPort : perIntf.second) {
-        if (perVPort.second.carrier != gem) continue;
-        for (CachedEntry& cached : perVPort.second.entries) {
-          if (!cached.configured) continue;
-          if (delStaticEntry(gem, cached.entry) == 0)
-            cached.configured = false;
-          else
-            logFailure("GPONGemEvent", 1881, "delStaticEntry failed for intf: ", gem);
-        }
-        found = true;
-        break;
-      }
-      if (found) break;
+  if (!lock()) return logFailure("GPONGemEvent", 1818, "lock failed for intfid: ", gem);
+  VirtualPort* withdrawn = kind == 2 ? carriedBy(gem) : nullptr;
+  if (withdrawn != nullptr)
+    for (CachedEntry& cached : withdrawn->entries) {
+      if (!cached.configured) continue;
+      if (delStaticEntry(gem, cached.entry) == 0)
+        cached.configured = false;
+      else
+        logFailure("GPONGemEvent", 1881, "delStaticEntry failed for intf: ", gem);
     }
-  }
   auto intf = cache.find(id);
-  if (intf == cache.end() || intf->second.count(vport) == 0) return;
+  if (!lock() || intf == cache.end() || intf->second.count(vport) == 0) return;
   VirtualPort& record = intf->second[vport];
   record.carrier = gem;
   for (CachedEntry& cached : record.entries) {
@@ -463,38 +581,44 @@ std::string Model::queryMemory(uint32_t id, uint16_t vlan, bool lockRefused) con
   std::string name = "?";
   int type = 0;
   for (const HostInterface& i : hostInterfaces())
-    if (i.id == id) name = i.name, type = i.type;
-  out << "info " << (known(id) ? 0 : 1) << ' ' << name << ' ' << type << ' ' << describe(s) << '\n';
+    if (i.id == id && nameLookupFailsFor != id) name = i.name, type = typeLookupFails ? 0 : i.type;
+  const bool described = known(id) && nameLookupFailsFor != id && !typeLookupFails;
+  out << "info " << !described << ' ' << name << ' ' << type << ' '
+      << describe(described ? s : Settings()) << '\n';
   const auto list = statics.find(id);
   out << "statics " << (known(id) ? "0" : "1")
       << (list == statics.end() || !known(id) ? "" : describe(list->second)) << '\n';
-  out << "list 0";
+  std::ostringstream listed;
   for (const HostInterface& i : hostInterfaces()) {
-    if (i.type == kInternal || i.type == kGpon) continue;
+    if (i.type == kInternal || i.type == kGpon || (i.type == kGem && inactive.count(i.id) != 0))
+      continue;
+    if (typeLookupFails || nameLookupFailsFor == i.id) return out.str() + "list 1";
     const auto kept = settings.find(i.id);
-    out << ' ' << i.id << ':' << describe(kept == settings.end() ? Settings() : kept->second);
+    listed << ' ' << i.id << ':' << describe(kept == settings.end() ? Settings() : kept->second);
   }
-  return out.str();
+  return out.str() + "list 0" + listed.str();
 }
 
 std::string Model::queryDriver(uint32_t id, bool lockRefused) {
   if (lockRefused) return "dynamic 1 sentinel\nall 1 999:\nviolation 1 sentinel";
   std::ostringstream out;
   out << "dynamic ";
-  if (!known(id) || !command(kTableInfo)) {
+  if (!known(id) || !command(kTableInfo, Record(16, 0))) {
     out << "1 sentinel";
   } else {
+    sendWalk();
     std::vector<Entry> entries;
-    for (const auto& e : table)
+    for (const auto& e : walk())
       if (e.second.interface == id + 1 && !e.second.isStatic) entries.push_back(e.first);
     out << '0' << describe(entries);
   }
   out << "\nall ";
-  if (!command(kTableInfo)) {
+  if (!command(kTableInfo, Record(16, 0))) {
     out << "1 999:";
   } else {
+    sendWalk();
     std::map<uint32_t, std::vector<Entry>> byInterface;
-    for (const auto& e : table) {
+    for (const auto& e : walk()) {
       std::vector<Entry>& list = byInterface[e.second.interface];
       if (!e.second.isStatic) list.push_back(e.first);
     }
@@ -503,10 +627,41 @@ std::string Model::queryDriver(uint32_t id, bool lockRefused) {
       out << ' ' << perIntf.first << ':' << describe(perIntf.second);
   }
   out << "\nviolation ";
-  if (!known(id) || !command(kGetViolation)) return out.str() + "1 sentinel";
+  if (!known(id) || !command(kGetViolation, intfRecord(26, id))) return out.str() + "1 sentinel";
   const auto violation = violations.find(id);
   if (violation == violations.end()) return out.str() + "3 sentinel";
   return out.str() + "0 " + describe(violation->second);
+}
+
+void Model::setGemActive(uint32_t id, bool active) {
+  if (active)
+    inactive.erase(id);
+  else
+    inactive.insert(id);
+}
+
+std::string Model::dump(const std::string& module, const std::string& command) const {
+  if (module != "portSecurity" || command != "macEntries") return "";
+  std::ostringstream out;
+  out << "\nMAC Entries Cache:\n-----------------\n";
+  for (const auto& perIntf : cache) {
+    out << " Interface: " << perIntf.first << '\n';
+    for (const auto& perVPort : perIntf.second) {
+      const auto limit = settings.find(perVPort.second.carrier);
+      out << " \tVPort: " << perVPort.first << ", intfId: " << perVPort.second.carrier
+          << ", max-static: " << (limit == settings.end() ? 0 : limit->second.staticLimit) << '\n';
+      for (const CachedEntry& c : perVPort.second.entries)
+        out << " \t\tMAC: " << macText(c.entry.mac) << ", VLAN: " << c.entry.vlan
+            << ", configured: " << c.configured << '\n';
+    }
+  }
+  out << "\nMAC Entries:\n-----------\n";
+  for (const auto& list : statics) {
+    out << " Interface: " << list.first << '\n';
+    for (const Entry& e : list.second)
+      out << " \tMAC: " << macText(e.mac) << ", VLAN: " << e.vlan << '\n';
+  }
+  return out.str() + "\n";
 }
 
 std::string Observable::text() const {
@@ -534,10 +689,11 @@ std::string Observable::text() const {
         out << ' ' << describe(c.entry) << '=' << c.configured;
       out << '\n';
     }
-  for (const auto& e : table)
+  for (const auto& e : walk())
     out << "table " << describe(e.first) << '@'
         << e.second.interface << (e.second.isStatic ? 's' : 'd') << '\n';
   for (const std::string& line : logged) out << "log " << line << '\n';
+  for (const std::string& line : sent) out << "sent " << line << '\n';
   return out.str();
 }
 

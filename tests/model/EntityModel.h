@@ -61,6 +61,14 @@ struct TableEntry {
   uint64_t inserted = 0;  // orders the entries of a bucket, as the driver keeps them
 };
 
+// The simulated driver's hash over the VLAN and the MAC; 0 buckets hold nothing a walk sees.
+uint32_t bucketOf(const Entry& entry, uint32_t buckets);
+// One driver command as the driver saw it arrive: the code, then the plain
+// argument when it passes no record, else the record's bytes (of a table
+// entry read only the bucket and position it asks for).
+std::string describeCommand(unsigned long code, unsigned long argument,
+                            const std::vector<uint8_t>& record, bool refused);
+
 struct HostInterface {
   uint32_t id;
   int type;
@@ -76,16 +84,22 @@ struct Observable {
   Cache cache;
   bool driverState = false;
   std::map<uint32_t, DriverInterface> driverInterfaces;
+  uint32_t buckets = 16;
   std::map<Entry, TableEntry> table;
   std::map<uint32_t, Entry> violations;
   // What the step logged, "<level>|<text>" a message.
   std::vector<std::string> logged;
+  // The driver commands the step sent, as describeCommand writes them.
+  std::vector<std::string> sent;
+
+  // The table as a walk meets it: bucket by bucket, each in insertion order.
+  std::vector<std::pair<Entry, TableEntry>> walk() const;
 
   std::string text() const;
 };
 
 std::string describe(const Entry& entry);
-std::string describe(std::vector<Entry> entries);  // in sorted order
+std::string describe(const std::vector<Entry>& entries);  // in their order
 std::string describe(const Settings& settings);
 
 class Model : public Observable {
@@ -111,14 +125,27 @@ class Model : public Observable {
   // With `lockRefused`, every getter's lock is refused.
   std::string queryMemory(uint32_t id, uint16_t vlan, bool lockRefused) const;
   std::string queryDriver(uint32_t id, bool lockRefused);
+  std::string dump(const std::string& module, const std::string& command) const;
 
   // The world around the entity: the host's events and frames on the wire.
-  void createVlan(uint16_t vlan, bool lockRefused);
+  void createVlan(uint16_t vlan);
   // What the VLAN-deleted handler answers the host: false only when a
   // per-VLAN limit could not be removed.
-  bool deleteVlan(uint16_t vlan, bool lockRefused);
-  void gemEvent(uint32_t gem, uint32_t id, uint32_t vport, int kind, bool lockRefused);
+  bool deleteVlan(uint16_t vlan);
+  void gemEvent(uint32_t gem, uint32_t id, uint32_t vport, int kind);
   void learn(uint32_t id, const Entry& entry);
+  void setGemActive(uint32_t id, bool active);
+  void setBucketCount(uint32_t count) { buckets = count; }
+  // The management interface and entry the host reports; a code other than
+  // 0 makes the network-information or management-id read fail with it.
+  void setManagement(uint32_t id, const Entry& entry) { mngId = id, mngEntry = entry; }
+  void failNetworkInfo(int code) { networkInfoFault = code; }
+  void failMngIdGet(int code) { mngIdFault = code; }
+  // The host's name lookups fail for interface `nameFailsFor` (0: none), and
+  // its type lookups fail for all when `typeFails`.
+  void failLookups(uint32_t nameFailsFor, bool typeFails) {
+    nameLookupFailsFor = nameFailsFor, typeLookupFails = typeFails;
+  }
 
   // Faults the driver is armed with (arming again does not add up): the
   // next open fails; the next command
@@ -126,6 +153,8 @@ class Model : public Observable {
   void armOpenFailure() { openFailures = 1; }
   // The command of `code` after the next `skip` of them is refused.
   void armRefusal(unsigned long code, unsigned int skip) { refusedCodes[code] = skip; }
+  // The business lock grants `skip` attempts, then refuses one; -1 refuses none.
+  void refuseLock(int skip) { locksBeforeRefusal = skip; }
 
  private:
   void log(int level, const std::string& text) {
@@ -138,22 +167,41 @@ class Model : public Observable {
   }
   // Into the driver's table; an entry already there keeps its place.
   void put(const Entry& entry, uint32_t id, bool isStatic);
+  bool lock();
   bool open();
-  bool accept(unsigned long code);
-  bool command(unsigned long code) { return open() && accept(code); }
-  bool driverDelStatic(uint32_t id, const Entry& entry);
+  // One command on the handle open; false when refused, as the driver
+  // refuses what it cannot do (not `feasible`) and what it was armed to.
+  bool issue(unsigned long code, const std::vector<uint8_t>& record, unsigned long argument = 0,
+             bool feasible = true);
+  bool command(unsigned long code, const std::vector<uint8_t>& record, unsigned long argument = 0,
+               bool feasible = true) {
+    return open() && issue(code, record, argument, feasible);
+  }
+  // A walk of the table after its info read, reading one past each chain.
+  void sendWalk();
+  uint32_t updateMngStaticEntry();
+  bool holdsStatic(uint32_t id, const Entry& entry) const;
   uint32_t staticLimitOf(uint32_t id) const;
-  const VirtualPort* carriedBy(uint32_t carrier) const;
+  // The cache lookups, which find nothing when their lock is refused.
+  VirtualPort* carriedBy(uint32_t carrier);
+  const CachedEntry* findCached(const Entry& entry, uint32_t& intf, uint32_t& vport);
   void unlink(const Entry& entry);
   bool limitReached(uint32_t id, uint16_t vlan) const;
   size_t dynamicCount(uint32_t id, const uint16_t* vlan) const;
 
   // The host's VLANs and GEM bindings.
   std::set<uint16_t> vlans{10, 20};
+  std::set<uint32_t> inactive;
+  uint32_t mngId = 4;
+  Entry mngEntry = {10, {0x02, 0, 0, 0, 0, 0x01}};
+  int networkInfoFault = 0, mngIdFault = 0;
+  uint32_t nameLookupFailsFor = 0;
+  bool typeLookupFails = false;
+  int locksBeforeRefusal = -1;
   std::map<std::pair<uint32_t, uint32_t>, uint32_t> gems{{{8, 1}, 9}, {{8, 2}, 10}};
   unsigned int openFailures = 0;
-  std::map<unsigned long, unsigned int> refusedCodes;
-  uint64_t insertions = 0;  // code -> commands let through first
+  std::map<unsigned long, unsigned int> refusedCodes;  // code -> commands let through first
+  uint64_t insertions = 0;
 };
 
 }  // namespace entitymodel

@@ -43,7 +43,11 @@ using entitymodel::Model;
   X(DeleteVlan, "delete VLAN") \
   X(Gem, "GEM event") \
   X(ArmOpenFailure, "fail next open") \
-  X(ArmRefusal, "refuse a coming command")
+  X(ArmRefusal, "refuse a coming command") \
+  X(Dump, "dump") \
+  X(Management, "set management") \
+  X(GemActive, "set GEM active") \
+  X(Buckets, "set bucket count")
 // clang-format on
 
 #define PS_STEP_ENUM(op, name) op,
@@ -59,14 +63,19 @@ struct Action {
   uint32_t vport = 0;  // for a refusal: how many commands of its code go through first
   uint32_t gem = 0;
   Entry entry;
-  bool lockRefused = false;  // the operation's own lock is refused
-  bool otherBridge = false;  // a VLAN event names a bridge not the entity's
+  bool lockRefused = false;   // a query: the lock of each of its getters is refused
+  int lockSkip = -1;          // any other step: its locks granted before one is refused
+  bool otherBridge = false;   // a VLAN event names a bridge not the entity's
+  uint32_t nameFailsFor = 0;  // the host's name lookup fails for this interface
+  bool typeFails = false;     // the host's type lookups fail
 };
 
-bool takesLockFirst(Op op) {
-  return op != Op::SetAll && op != Op::Defaults && op != Op::Learn && op != Op::ArmOpenFailure &&
-         op != Op::ArmRefusal;
+bool takesLocks(Op op) {
+  return op != Op::Learn && op != Op::ArmOpenFailure && op != Op::ArmRefusal &&
+         op != Op::Management && op != Op::GemActive && op != Op::Buckets;
 }
+
+bool isQuery(Op op) { return op == Op::QueryMemory || op == Op::QueryDriver; }
 
 rc::Gen<Entry> genEntry() {
   return rc::gen::map(
@@ -89,7 +98,8 @@ Action genAction() {
        {1, Op::Clear},        {8, Op::AddVPort},     {4, Op::DelVPort},    {2, Op::Move},
        {1, Op::Defaults},     {2, Op::QueryMemory},  {2, Op::QueryDriver}, {5, Op::Learn},
        {3, Op::CreateVlan},   {3, Op::DeleteVlan},   {4, Op::Gem},         {1, Op::ArmOpenFailure},
-       {2, Op::ArmRefusal}});
+       {2, Op::ArmRefusal},   {2, Op::Dump},         {1, Op::Management},  {1, Op::GemActive},
+       {1, Op::Buckets}});
   a.id = *rc::gen::element<uint32_t>(1, 2, 4, 8, 9, 10, 77);
   a.vlan = *rc::gen::element<uint16_t>(10, 20, 30);
   a.entry = *genEntry();
@@ -111,6 +121,7 @@ Action genAction() {
       a.id = *rc::gen::element<uint32_t>(1, 2, 8, 8, 8, 9, 77);
       a.vport = a.id == 8 ? *rc::gen::element<uint32_t>(1, 2, 3, 0)
                           : *rc::gen::element<uint32_t>(0, 0, 0, 1);
+      a.typeFails = *rc::gen::inRange(0, 12) == 0;
       break;
     case Op::SetStatic:
     case Op::Clear:
@@ -120,6 +131,24 @@ Action genAction() {
       break;
     case Op::Learn:
       a.id = *rc::gen::element<uint32_t>(1, 2, 3, 9);
+      break;
+    case Op::QueryMemory:
+      a.nameFailsFor = *rc::gen::element<uint32_t>(0, 0, 0, 0, 0, a.id, 9);
+      a.typeFails = *rc::gen::inRange(0, 8) == 0;
+      break;
+    case Op::Dump:
+      a.value = *rc::gen::element<uint32_t>(0, 0, 0, 1, 2);
+      break;
+    case Op::Management:
+      a.id = *rc::gen::element<uint32_t>(4, 4, 1, 0);
+      a.value = *rc::gen::element<uint32_t>(0, 0, 1, 2, 3, 3);
+      break;
+    case Op::GemActive:
+      a.id = *rc::gen::element<uint32_t>(9, 10);
+      a.value = *rc::gen::element<uint32_t>(0, 1);
+      break;
+    case Op::Buckets:
+      a.value = *rc::gen::element<uint32_t>(16, 16, 3, 0);
       break;
     case Op::Gem:
       a.id = *rc::gen::element<uint32_t>(8, 8, 1);
@@ -136,18 +165,22 @@ Action genAction() {
     default:
       break;
   }
-  a.lockRefused = takesLockFirst(a.op) && *rc::gen::inRange(0, 10) == 0;
+  if (isQuery(a.op))
+    a.lockRefused = *rc::gen::inRange(0, 10) == 0;
+  else if (takesLocks(a.op) && *rc::gen::inRange(0, 8) == 0)
+    a.lockSkip = *rc::gen::element(0, 0, 0, 1, 2, 3, 4, 6, 9, 12);
   a.otherBridge =
       (a.op == Op::CreateVlan || a.op == Op::DeleteVlan) && *rc::gen::inRange(0, 3) == 0;
   return a;
 }
 
-// What an action answers on the model, as text.
-std::string perform(Model& m, const Action& a) {
-  m.logged.clear();
-  if (a.lockRefused && a.op != Op::CreateVlan && a.op != Op::DeleteVlan && a.op != Op::Gem &&
-      a.op != Op::QueryMemory && a.op != Op::QueryDriver)
-    return "1";
+// The dump's module and command: the one it answers, then two it must not.
+std::string dumpModule(uint32_t value) { return value == 1 ? "portsecurity" : "portSecurity"; }
+std::string dumpCommand(uint32_t value) { return value == 2 ? "MacEntries" : "macEntries"; }
+int managementFault(const Action& a) { return static_cast<int>(a.vport) + 1; }
+
+// What an action answers on the model, as text, with its faults armed.
+std::string performFaulted(Model& m, const Action& a) {
   switch (a.op) {
     case Op::SetGlobal:
       return std::to_string(m.setState(a.value != 0));
@@ -183,12 +216,12 @@ std::string perform(Model& m, const Action& a) {
       m.learn(a.id, a.entry);
       return "";
     case Op::CreateVlan:
-      m.createVlan(a.vlan, a.lockRefused);
+      m.createVlan(a.vlan);
       return "";
     case Op::DeleteVlan:
-      return m.deleteVlan(a.vlan, a.lockRefused) ? "true" : "false";
+      return m.deleteVlan(a.vlan) ? "true" : "false";
     case Op::Gem:
-      m.gemEvent(a.gem, a.id, a.vport, a.value, a.lockRefused);
+      m.gemEvent(a.gem, a.id, a.vport, a.value);
       return "";
     case Op::ArmOpenFailure:
       m.armOpenFailure();
@@ -196,11 +229,43 @@ std::string perform(Model& m, const Action& a) {
     case Op::ArmRefusal:
       m.armRefusal(a.value, a.vport);
       return "";
+    case Op::Dump:
+      return m.dump(dumpModule(a.value), dumpCommand(a.value));
+    case Op::Management:
+      if (a.value == 0) m.setManagement(a.id, a.entry);
+      if (a.value == 1) m.failNetworkInfo(managementFault(a));
+      if (a.value == 2) m.failMngIdGet(managementFault(a));
+      if (a.value == 3) m.failNetworkInfo(0), m.failMngIdGet(0);
+      return "";
+    case Op::GemActive:
+      m.setGemActive(a.id, a.value != 0);
+      return "";
+    case Op::Buckets:
+      m.setBucketCount(a.value);
+      return "";
   }
   return "";
 }
 
+std::string perform(Model& m, const Action& a) {
+  m.logged.clear();
+  m.sent.clear();
+  m.refuseLock(a.lockSkip);
+  m.failLookups(a.nameFailsFor, a.typeFails);
+  const std::string result = performFaulted(m, a);
+  m.refuseLock(-1);
+  m.failLookups(0, false);
+  return result;
+}
+
 using namespace entitytest;
+
+// Leaves a non-zero pattern in the stack below the caller, where the next
+// step's driver records will lie, so that a byte the entity does not clear shows.
+__attribute__((noinline)) void poisonStack() {
+  volatile unsigned char area[16 * 1024];
+  for (size_t i = 0; i < sizeof area; ++i) area[i] = 0xa5;
+}
 
 PortSecurity::macEntry_t toEntry(const Entry& e) {
   PortSecurity::macEntry_t out;
@@ -242,12 +307,18 @@ class Sut {
   }
 
   std::string perform(const Action& a) {
-    // A query refuses the lock of each of its getters, any other step its own.
-    refuseEachLock = a.lockRefused && (a.op == Op::QueryMemory || a.op == Op::QueryDriver);
-    if (a.lockRefused && !refuseEachLock) sim::BusinessLock::instance().failNextAttempts(1);
+    sim::BusinessLock& lock = sim::BusinessLock::instance();
+    sim::Node& node = sim::Node::instance();
+    refuseEachLock = a.lockRefused;
+    if (a.lockSkip >= 0) lock.failNextAttempts(1, sim::LockKind::any, a.lockSkip);
+    node.failTypeLookup(a.typeFails);
+    if (a.nameFailsFor != 0) node.failNameLookup(a.nameFailsFor, true);
+    poisonStack();
     driver().clearCommands();
     const std::string result = run(a);
-    sim::BusinessLock::instance().clearFaults();
+    lock.clearFaults();
+    node.failTypeLookup(false);
+    if (a.nameFailsFor != 0) node.failNameLookup(a.nameFailsFor, false);
     return result;
   }
 
@@ -292,12 +363,16 @@ class Sut {
         for (const auto& c : perVPort.second.entries)
           record.entries.push_back({fromEntry(c.vlan, c.mac), c.configured});
       }
+    seen.buckets = driver().bucketCount();
+    uint64_t walked = 0;
     for (const auto& chain : driver().table())
       for (const sim::MacTableEntry& e : chain)
-        seen.table[fromEntry(e.vlan, e.mac.data())] = {e.port + 1, e.isStatic};
+        seen.table[fromEntry(e.vlan, e.mac.data())] = {e.port + 1, e.isStatic, ++walked};
     for (const sim::LogLine& line : sim::LogRecorder::instance().lines())
       seen.logged.push_back(std::to_string(static_cast<int>(line.level)) + "|" + line.text);
     sim::LogRecorder::instance().clear();
+    for (const sim::DriverCommand& c : driver().commands())
+      seen.sent.push_back(entitymodel::describeCommand(c.code, c.argument, c.bytes, c.refused));
     return seen.text();
   }
 
@@ -360,6 +435,27 @@ class Sut {
         return "";
       case Op::ArmRefusal:
         driver().refuseNext(a.value, 1, a.vport);
+        return "";
+      case Op::Dump: {
+        // The dump only appends to what the stream holds.
+        std::ostringstream out("before|", std::ios::ate);
+        ps.externalMessage(dumpModule(a.value), dumpCommand(a.value), &out);
+        const std::string text = out.str();
+        return text.compare(0, 7, "before|") == 0 ? text.substr(7) : "overwritten: " + text;
+      }
+      case Op::Management:
+        if (a.value == 0)
+          node.setManagement(
+              {a.id, {e.mac[0], e.mac[1], e.mac[2], e.mac[3], e.mac[4], e.mac[5]}, a.entry.vlan});
+        if (a.value == 1) node.failNetworkInfo(managementFault(a));
+        if (a.value == 2) node.failMngIdGet(managementFault(a));
+        if (a.value == 3) node.failNetworkInfo(0), node.failMngIdGet(0);
+        return "";
+      case Op::GemActive:
+        node.setActive(a.id, a.value != 0);
+        return "";
+      case Op::Buckets:
+        driver().setBucketCount(a.value);
         return "";
     }
     return "";
@@ -454,8 +550,11 @@ struct Step : rc::state::Command<Model, Sut> {
     const Action& a = action;
     os << kOpNames[static_cast<int>(a.op)] << " id=" << a.id << " vlan=" << a.vlan
        << " value=" << a.value << " vport=" << a.vport << " gem=" << a.gem
-       << " entry=" << entitymodel::describe(a.entry) << (a.lockRefused ? " (lock refused)" : "")
+       << " entry=" << entitymodel::describe(a.entry) << (a.lockRefused ? " (locks refused)" : "")
        << (a.otherBridge ? " (br1)" : "");
+    if (a.lockSkip >= 0) os << " (lock refused after " << a.lockSkip << ")";
+    if (a.nameFailsFor != 0) os << " (name lookup fails for " << a.nameFailsFor << ")";
+    if (a.typeFails) os << " (type lookups fail)";
   }
 };
 
