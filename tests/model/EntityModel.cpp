@@ -18,49 +18,27 @@ const int kInternal = 3, kGpon = 4, kGem = 5;
 
 typedef std::vector<uint8_t> Record;
 
+// `record` with 32-bit words set at their offsets, little-endian as on both
+// our targets, in the order given (a later word may overwrite an earlier one's top).
+Record withWords(Record record, const std::vector<std::pair<size_t, uint32_t>>& words) {
+  for (const auto& word : words)
+    for (size_t i = 0; i < 4 && word.first + i < record.size(); ++i)
+      record[word.first + i] = (word.second >> (8 * i)) & 0xff;
+  return record;
+}
+
 // A zeroed record of `size` bytes that starts with the interface id as text.
-Record intfRecord(size_t size, uint32_t id) {
+Record intfRecord(size_t size, uint32_t id,
+                  const std::vector<std::pair<size_t, uint32_t>>& words = {}) {
   Record record(size, 0);
   const std::string text = std::to_string(id);
   std::copy(text.begin(), text.end(), record.begin());
-  return record;
-}
-
-// Little-endian, as on both our targets.
-void put16(Record& record, size_t at, uint16_t value) {
-  record[at] = value & 0xff;
-  record[at + 1] = value >> 8;
-}
-
-void put32(Record& record, size_t at, uint32_t value) {
-  for (int i = 0; i < 4; ++i) record[at + i] = (value >> (8 * i)) & 0xff;
-}
-
-Record stateRecord(uint32_t id, bool on) {
-  Record record = intfRecord(24, id);
-  put32(record, 20, on);
-  return record;
-}
-
-Record limitRecord(uint32_t id, uint32_t kind, uint32_t limit) {
-  Record record = intfRecord(32, id);
-  put32(record, 20, kind);
-  put32(record, 24, limit);
-  return record;
-}
-
-Record vlanLimitRecord(uint32_t id, uint16_t vlan, uint32_t limit) {
-  Record record = intfRecord(24, id);
-  put16(record, 18, vlan);
-  put32(record, 20, limit);
-  return record;
+  return withWords(record, words);
 }
 
 Record macRecord(uint32_t id, const Entry& entry) {
-  Record record = intfRecord(28, id);
+  Record record = intfRecord(28, id, {{24, entry.vlan | 1u << 16}});  // isStatic is always 1
   std::copy(entry.mac.begin(), entry.mac.end(), record.begin() + 17);
-  put16(record, 24, entry.vlan);
-  record[26] = 1;
   return record;
 }
 
@@ -168,10 +146,8 @@ void Model::sendWalk() {
   for (const auto& e : walk()) ++chainLength[bucketOf(e.first, buckets)];
   for (uint32_t bucket = 0; bucket < buckets; ++bucket)
     for (uint32_t position = 0; position <= chainLength[bucket]; ++position) {
-      Record record(8, 0);
-      put32(record, 0, bucket);
-      put32(record, 4, position);
-      issue(kTableEntry, record, 0, position < chainLength[bucket]);
+      issue(kTableEntry, withWords(Record(8, 0), {{0, bucket}, {4, position}}), 0,
+            position < chainLength[bucket]);
     }
 }
 
@@ -183,7 +159,7 @@ uint32_t Model::setState(bool value) {
 }
 
 uint32_t Model::setState(uint32_t id, bool value) {
-  if (!lock() || !known(id) || !command(kSetIntfState, stateRecord(id, value))) return 1;
+  if (!lock() || !known(id) || !command(kSetIntfState, intfRecord(24, id, {{20, value}}))) return 1;
   driverInterfaces[id].enabled = value;
   settings[id].state = value;
   return 0;
@@ -196,7 +172,8 @@ uint32_t Model::setStateAll(bool value) {
 }
 
 uint32_t Model::setLimitDynamic(uint32_t id, uint32_t limit) {
-  if (!lock() || !known(id) || !command(kSetIntfLimit, limitRecord(id, 0, limit))) return 1;
+  if (!lock() || !known(id) || !command(kSetIntfLimit, intfRecord(32, id, {{20, 0}, {24, limit}})))
+    return 1;
   driverInterfaces[id].hasDynamicLimit = true;
   driverInterfaces[id].dynamicLimit = limit;
   settings[id].dynamicLimit = limit;
@@ -209,7 +186,8 @@ uint32_t Model::setLimitDynamic(uint32_t id, uint16_t vlan, uint32_t limit) {
     if (limit < 1 || limit > 64) return 7;
     if (settings[id].vlanLimits.size() > 7) return 6;
   }
-  if (!command(limit != 0 ? kSetVlanLimit : kDelVlanLimit, vlanLimitRecord(id, vlan, limit)))
+  if (!command(limit != 0 ? kSetVlanLimit : kDelVlanLimit,
+               intfRecord(24, id, {{18, vlan}, {20, limit}})))
     return 1;
   if (limit != 0) {
     driverInterfaces[id].vlanLimits[vlan] = limit;
@@ -233,7 +211,7 @@ uint32_t Model::setLimitStatic(uint32_t id, uint32_t limit) {
   if (!lock() || !known(id)) return 1;
   const VirtualPort* carried = carriedBy(id);
   if (carried != nullptr && carried->entries.size() > limit) return 7;
-  if (!command(kSetIntfLimit, limitRecord(id, 1, limit))) return 1;
+  if (!command(kSetIntfLimit, intfRecord(32, id, {{20, 1}, {24, limit}}))) return 1;
   driverInterfaces[id].hasStaticLimit = true;
   driverInterfaces[id].staticLimit = limit;
   settings[id].staticLimit = limit;

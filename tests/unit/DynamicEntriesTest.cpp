@@ -40,21 +40,6 @@ TEST_F(DynamicEntriesTest, WalkAsksEveryBucketAndReusesTheRecord) {
   EXPECT_EQ((Lines{"0/0 port 0", "0/1 port 2", "0/2 port 3"}), entryReads());
 }
 
-TEST_F(DynamicEntriesTest, ZeroBucketsAskNoEntryAndMoveForgetsTheRememberedList) {
-  learn(ETH2, macEntry(VLAN10, 1));
-  addStatic(ETH2, VLAN10, {2});
-  driver().setBucketCount(0);
-  single = {macEntry(VLAN20, 9)};
-  all[ETH1].reset(new PortSecurity::macEntryList_t);
-  EXPECT_EQ(0u, ps().getDynamicMACs(ETH2 - 1, single));
-  EXPECT_EQ(0u, ps().getDynamicMACs(all));
-  EXPECT_EQ(0u, ps().moveDynamicToStatic(ETH2));
-  EXPECT_EQ(Lines{}, listed(single));
-  EXPECT_EQ(Lines{}, listed(all));
-  EXPECT_TRUE(entryReads().empty());
-  EXPECT_EQ(Lines{}, staticOn(ETH2));
-}
-
 TEST_F(DynamicEntriesTest, LastViolationTellsNoneFromAnOffender) {
   ASSERT_EQ(0u, ps().setState(true));
   ASSERT_EQ(0u, ps().setState(ETH1, true));

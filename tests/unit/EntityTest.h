@@ -200,15 +200,6 @@ class EntityTest : public ::testing::Test {
     return lines;
   }
 
-  // Log messages since the last clear as "<level>|<text>"; clears them.
-  static Lines takeLogged() {
-    Lines lines;
-    for (const sim::LogLine& line : sim::LogRecorder::instance().lines())
-      lines.push_back(std::to_string(static_cast<int>(line.level)) + "|" + line.text);
-    sim::LogRecorder::instance().clear();
-    return lines;
-  }
-
   // The driver's static entries on interface `id`, in table order.
   static Lines driverStaticOn(unsigned int id) {
     Lines out;
@@ -237,29 +228,6 @@ class EntityTest : public ::testing::Test {
                         std::to_string(perVPort.second.intfId) + ":" + describe(e.vlan, e.mac) +
                         "=" + (e.configured ? "1" : "0"));
     return out;
-  }
-
-  std::string dump() {
-    std::ostringstream out;
-    ps().externalMessage("portSecurity", "macEntries", &out);
-    return out.str();
-  }
-
-  // Everything the getters and the dump tell about the entity's memory.
-  std::string memory() {
-    bool global = false;
-    ps().getState(global);
-    std::ostringstream text;
-    text << global << dump();
-    PortSecurity::interfaceSettingsMap_t settings;
-    ps().getInterfaceSettings(settings);
-    for (const auto& item : settings) {
-      text << " | " << item.first << ' ' << item.second.state << ' ' << item.second.limitDynamicMACs
-           << ' ' << item.second.limitStaticMACs;
-      for (const auto& limit : item.second.vlanLimitDynamicMACs)
-        text << ' ' << limit.first << '=' << limit.second;
-    }
-    return text.str();
   }
 
  private:

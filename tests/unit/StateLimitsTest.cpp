@@ -1,7 +1,7 @@
 // State and limits beyond what the model test reaches (eight per-VLAN
-// limits, interface ids wider than 16 bits), and the reports built from them:
-// interface reports, static-entry reports, the entries-cache count and copy,
-// and the operator's dump.
+// limits, interface ids wider than 16 bits or ten digits long), and the
+// reports built from them: the settings of every interface, static-entry
+// reports, the entries-cache count and copy.
 #include "EntityTest.h"
 
 namespace entitytest {
@@ -24,6 +24,20 @@ TEST_F(StateLimitsTest, PerVlanLimitsAreEightAnInterface) {
   EXPECT_EQ(Lines{}, takeSent());
   EXPECT_EQ(0u, ps().setLimitDynamicMACs(ETH1, VLAN10, 0u));
   EXPECT_EQ(0u, ps().setLimitDynamicMACs(ETH1, 106, 3u));
+}
+
+// The widest id fills ten of the interface field's 17 bytes; the rest stay zero.
+TEST_F(StateLimitsTest, TheWidestInterfaceIdGoesOutAsTenDigits) {
+  const unsigned int lastId = 4294967295u;
+  ASSERT_TRUE(node().addInterface({lastId, Interfaces::IF_TYPE_ETHERNET, "last"}));
+  driver().clearCommands();
+  ASSERT_EQ(0u, ps().setState(lastId, true));
+  std::vector<uint8_t> record(24, 0);
+  const std::string digits = "4294967295";
+  std::copy(digits.begin(), digits.end(), record.begin());
+  record[20] = 1;
+  ASSERT_EQ(1u, commandsWith(PSIOC_SET_INTF_STATE).size());
+  EXPECT_EQ(record, commandsWith(PSIOC_SET_INTF_STATE)[0].bytes);
 }
 
 TEST_F(StateLimitsTest, PerVlanGetterLooksUpTheInterfaceIdCutTo16Bits) {
@@ -104,35 +118,6 @@ TEST_F(ReportsTest, StaticReportsShareTheModulesListsButTheCacheIsCopied) {
   EXPECT_FALSE(ps().getMacEntriesCacheNum(ETH2, 0, count));
   EXPECT_EQ(1u, ps().getMacEntriesCache(copy));
   EXPECT_EQ(1u, ps().getStaticMACs(UNKNOWN_ID, out));
-}
-
-TEST_F(ReportsTest, DumpShowsCarrierLimitsWithoutLockingOrCreatingSettings) {
-  ASSERT_EQ(0u, ps().setLimitStaticMACs(ETH2, 7));
-  ASSERT_EQ(0u, ps().setLimitStaticMACs(GPON, 3));  // the outer interface's limit is not shown
-  ASSERT_EQ(0u, ps().addStaticEntryApi(ETH2, macEntry(VLAN10, 0x01)));
-  ASSERT_EQ(0u, ps().addStaticEntryVirtualPort(GPON, macEntry(MISSING_VLAN, 0x02), 2));
-  const std::string expected =
-      "\nMAC Entries Cache:\n-----------------\n"
-      " Interface: 2\n"
-      " \tVPort: 0, intfId: 2, max-static: 7\n"
-      " \t\tMAC: 00:11:22:33:44:01, VLAN: 10, configured: 1\n"
-      " Interface: 8\n"
-      " \tVPort: 2, intfId: 10, max-static: 0\n"
-      " \t\tMAC: 00:11:22:33:44:02, VLAN: 30, configured: 0\n"
-      "\nMAC Entries:\n-----------\n"
-      " Interface: 2\n"
-      " \tMAC: 00:11:22:33:44:01, VLAN: 10\n"
-      "\n";
-  std::ostringstream other;  // other messages write nothing
-  ps().externalMessage("portSecurity", "MacEntries", &other);
-  ps().externalMessage("portsecurity", "macEntries", &other);
-  EXPECT_EQ("", other.str());
-  // Taking no lock, the dump leaves an armed lock failure for the next operation.
-  lock().failNextAttempts(1);
-  EXPECT_EQ(expected, dump());
-  EXPECT_EQ(expected, dump()) << "the limit lookup must not add settings for interface 10";
-  bool state = false;
-  EXPECT_EQ(1u, ps().getState(state));
 }
 
 }  // namespace
