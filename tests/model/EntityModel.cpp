@@ -62,8 +62,7 @@ std::string describeCommand(unsigned long code, unsigned long argument, const Re
   std::ostringstream out;
   out << std::hex << code << ' ';
   if (record.empty()) out << argument;
-  const size_t shown = code == kTableEntry ? std::min<size_t>(8, record.size()) : record.size();
-  for (size_t i = 0; i < shown; ++i) out << (record[i] >> 4) << (record[i] & 15);
+  for (uint8_t byte : record) out << (byte >> 4) << (byte & 15);
   return out.str() + (refused ? " refused" : "");
 }
 
@@ -79,9 +78,10 @@ std::vector<std::pair<Entry, TableEntry>> Observable::walk() const {
 }
 
 const std::vector<HostInterface>& Model::hostInterfaces() {
+  // In the test node's order, which is not the ids' order.
   static const std::vector<HostInterface> list = {
-      {1, 1, "eth1"},         {2, 1, "eth2"},      {3, 1, "eth3"},    {4, 2, "mng0"},
-      {5, kInternal, "cpu0"}, {8, kGpon, "gpon0"}, {9, kGem, "gem1"}, {10, kGem, "gem2"}};
+      {10, kGem, "gem2"}, {1, 1, "eth1"},         {2, 1, "eth2"},      {3, 1, "eth3"},
+      {4, 2, "mng0"},     {5, kInternal, "cpu0"}, {8, kGpon, "gpon0"}, {9, kGem, "gem1"}};
   return list;
 }
 
@@ -141,13 +141,21 @@ bool Model::issue(unsigned long code, const Record& record, unsigned long argume
   return accepted;
 }
 
-void Model::sendWalk() {
-  std::vector<uint32_t> chainLength(buckets, 0);
-  for (const auto& e : walk()) ++chainLength[bucketOf(e.first, buckets)];
+void Model::sendWalk(bool writesPortBack) {
+  // One record for the whole walk: each read passes back what the last entry
+  // read left in it, its port plus one where the walker writes that back.
+  Record record(48, 0);
+  const auto entries = walk();
+  size_t next = 0;
   for (uint32_t bucket = 0; bucket < buckets; ++bucket)
-    for (uint32_t position = 0; position <= chainLength[bucket]; ++position) {
-      issue(kTableEntry, withWords(Record(8, 0), {{0, bucket}, {4, position}}), 0,
-            position < chainLength[bucket]);
+    for (uint32_t position = 0;; ++position) {
+      record = withWords(record, {{0, bucket}, {4, position}});
+      const bool found = next < entries.size() && bucketOf(entries[next].first, buckets) == bucket;
+      if (!issue(kTableEntry, record, 0, found)) break;
+      const auto& e = entries[next++];
+      std::copy(e.first.mac.begin(), e.first.mac.end(), record.begin() + 8);
+      const uint32_t port = e.second.interface - (writesPortBack ? 0 : 1);
+      record = withWords(record, {{14, e.first.vlan}, {40, port}, {44, e.second.isStatic}});
     }
 }
 
@@ -171,7 +179,7 @@ uint32_t Model::setStateAll(bool value) {
   return 0;
 }
 
-uint32_t Model::setLimitDynamic(uint32_t id, uint32_t limit) {
+uint32_t Model::setLimitDynamicMACs(uint32_t id, uint32_t limit) {
   if (!lock() || !known(id) || !command(kSetIntfLimit, intfRecord(32, id, {{20, 0}, {24, limit}})))
     return 1;
   driverInterfaces[id].hasDynamicLimit = true;
@@ -180,7 +188,7 @@ uint32_t Model::setLimitDynamic(uint32_t id, uint32_t limit) {
   return 0;
 }
 
-uint32_t Model::setLimitDynamic(uint32_t id, uint16_t vlan, uint32_t limit) {
+uint32_t Model::setLimitDynamicMACs(uint32_t id, uint16_t vlan, uint32_t limit) {
   if (!lock() || !known(id) || vlans.count(vlan) == 0) return 1;
   if (limit != 0) {
     if (limit < 1 || limit > 64) return 7;
@@ -207,7 +215,7 @@ VirtualPort* Model::carriedBy(uint32_t carrier) {
   return nullptr;
 }
 
-uint32_t Model::setLimitStatic(uint32_t id, uint32_t limit) {
+uint32_t Model::setLimitStaticMACs(uint32_t id, uint32_t limit) {
   if (!lock() || !known(id)) return 1;
   const VirtualPort* carried = carriedBy(id);
   if (carried != nullptr && carried->entries.size() > limit) return 7;
@@ -288,7 +296,7 @@ void Model::unlink(const Entry& entry) {
     }
 }
 
-uint32_t Model::addVirtualPortEntry(uint32_t id, const Entry& entry, uint32_t vport) {
+uint32_t Model::addStaticEntryVirtualPort(uint32_t id, const Entry& entry, uint32_t vport) {
   if (!lock() || !known(id)) return 1;
   if (typeLookupFails) {
     logFailure("addStaticEntryVirtualPort", 892, "interfaceGetTypeById failed for intf: ", id);
@@ -365,7 +373,7 @@ const CachedEntry* Model::findCached(const Entry& entry, uint32_t& intf, uint32_
   return nullptr;
 }
 
-uint32_t Model::delVirtualPortEntry(uint32_t id, const Entry& entry) {
+uint32_t Model::delStaticEntryVirtualPort(uint32_t id, const Entry& entry, uint32_t) {
   if (!lock() || !known(id)) return 1;
   uint32_t heldBy = 0, heldAt = 0;
   const CachedEntry* cached = findCached(entry, heldBy, heldAt);
@@ -384,7 +392,7 @@ uint32_t Model::moveDynamicToStatic(uint32_t id) {
   for (auto& e : table)
     if (e.second.interface == id) e.second.isStatic = true;
   if (!issue(kTableInfo, Record(16, 0))) return 1;
-  sendWalk();
+  sendWalk(true);
   // Remembered in the order of the driver's walk.
   std::vector<Entry>& list = statics[id];
   list.clear();
@@ -395,12 +403,14 @@ uint32_t Model::moveDynamicToStatic(uint32_t id) {
 
 bool Model::applyDefaultSettings() {
   if (setState(false) != 0) return false;
-  for (const HostInterface& i : hostInterfaces()) {
-    setState(i.id, false);
-    setLimitDynamic(i.id, 300);
-    setLimitStatic(i.id, 20);
-    const std::map<uint16_t, uint32_t> limits = settings[i.id].vlanLimits;
-    for (const auto& limit : limits) setLimitDynamic(i.id, limit.first, 0);
+  std::set<uint32_t> ascending;
+  for (const HostInterface& i : hostInterfaces()) ascending.insert(i.id);
+  for (uint32_t id : ascending) {
+    setState(id, false);
+    setLimitDynamicMACs(id, 300);
+    setLimitStaticMACs(id, 20);
+    const std::map<uint16_t, uint32_t> limits = settings[id].vlanLimits;
+    for (const auto& limit : limits) setLimitDynamicMACs(id, limit.first, 0);
   }
   clearStaticEntries(0);
   updateMngStaticEntry();
@@ -464,7 +474,7 @@ bool Model::deleteVlan(uint16_t vlan) {
     for (const auto& s : settings)
       if (s.second.vlanLimits.count(vlan) != 0) limited.push_back(s.first);
     for (uint32_t id : limited)
-      if (setLimitDynamic(id, vlan, 0) != 0) {
+      if (setLimitDynamicMACs(id, vlan, 0) != 0) {
         agreed = false;
         break;
       }
@@ -584,7 +594,7 @@ std::string Model::queryDriver(uint32_t id, bool lockRefused) {
   if (!known(id) || !command(kTableInfo, Record(16, 0))) {
     out << "1 sentinel";
   } else {
-    sendWalk();
+    sendWalk(false);
     std::vector<Entry> entries;
     for (const auto& e : walk())
       if (e.second.interface == id + 1 && !e.second.isStatic) entries.push_back(e.first);
@@ -594,7 +604,7 @@ std::string Model::queryDriver(uint32_t id, bool lockRefused) {
   if (!command(kTableInfo, Record(16, 0))) {
     out << "1 999:";
   } else {
-    sendWalk();
+    sendWalk(true);
     std::map<uint32_t, std::vector<Entry>> byInterface;
     for (const auto& e : walk()) {
       std::vector<Entry>& list = byInterface[e.second.interface];
@@ -607,8 +617,14 @@ std::string Model::queryDriver(uint32_t id, bool lockRefused) {
   out << "\nviolation ";
   if (!known(id) || !command(kGetViolation, intfRecord(26, id))) return out.str() + "1 sentinel";
   const auto violation = violations.find(id);
-  if (violation == violations.end()) return out.str() + "3 sentinel";
+  // An all-zero MAC is how the driver says that none was recorded.
+  if (violation == violations.end() || violation->second.mac == Mac{})
+    return out.str() + "3 sentinel";
   return out.str() + "0 " + describe(violation->second);
+}
+
+void Model::addDriverStatic(uint32_t id, const Entry& entry) {
+  if (issue(kAddStatic, macRecord(id, entry))) put(entry, id, true);
 }
 
 void Model::setGemActive(uint32_t id, bool active) {

@@ -111,14 +111,15 @@ class Model : public Observable {
   uint32_t setState(bool value);
   uint32_t setState(uint32_t id, bool value);
   uint32_t setStateAll(bool value);
-  uint32_t setLimitDynamic(uint32_t id, uint32_t limit);
-  uint32_t setLimitDynamic(uint32_t id, uint16_t vlan, uint32_t limit);
-  uint32_t setLimitStatic(uint32_t id, uint32_t limit);
+  uint32_t setLimitDynamicMACs(uint32_t id, uint32_t limit);
+  uint32_t setLimitDynamicMACs(uint32_t id, uint16_t vlan, uint32_t limit);
+  uint32_t setLimitStaticMACs(uint32_t id, uint32_t limit);
   uint32_t addStaticEntry(uint32_t id, const Entry& entry);
   uint32_t delStaticEntry(uint32_t id, const Entry& entry);
   uint32_t clearStaticEntries(uint32_t id);
-  uint32_t addVirtualPortEntry(uint32_t id, const Entry& entry, uint32_t vport);
-  uint32_t delVirtualPortEntry(uint32_t id, const Entry& entry);
+  uint32_t addStaticEntryVirtualPort(uint32_t id, const Entry& entry, uint32_t vport);
+  // Wherever the entry is cached: the virtual port does not narrow the search.
+  uint32_t delStaticEntryVirtualPort(uint32_t id, const Entry& entry, uint32_t vport);
   uint32_t moveDynamicToStatic(uint32_t id);
   bool applyDefaultSettings();
   // The readers, as text: what each getter answers and leaves in its output.
@@ -134,6 +135,8 @@ class Model : public Observable {
   bool deleteVlan(uint16_t vlan);
   void gemEvent(uint32_t gem, uint32_t id, uint32_t vport, int kind);
   void learn(uint32_t id, const Entry& entry);
+  // A static entry put into the driver's table behind the entity's back.
+  void addDriverStatic(uint32_t id, const Entry& entry);
   void setGemActive(uint32_t id, bool active);
   void setBucketCount(uint32_t count) { buckets = count; }
   // The management interface and entry the host reports; a code other than
@@ -178,7 +181,7 @@ class Model : public Observable {
     return open() && issue(code, record, argument, feasible);
   }
   // A walk of the table after its info read, reading one past each chain.
-  void sendWalk();
+  void sendWalk(bool writesPortBack);
   uint32_t updateMngStaticEntry();
   bool holdsStatic(uint32_t id, const Entry& entry) const;
   uint32_t staticLimitOf(uint32_t id) const;

@@ -9,7 +9,9 @@
 #include <rapidcheck/state.h>
 
 #include <boost/make_shared.hpp>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <sstream>
 
 #include "EntityModel.h"
@@ -47,7 +49,8 @@ using entitymodel::Model;
   X(Dump, "dump") \
   X(Management, "set management") \
   X(GemActive, "set GEM active") \
-  X(Buckets, "set bucket count")
+  X(Buckets, "set bucket count") \
+  X(DriverStatic, "driver static behind the entity")
 // clang-format on
 
 #define PS_STEP_ENUM(op, name) op,
@@ -72,7 +75,7 @@ struct Action {
 
 bool takesLocks(Op op) {
   return op != Op::Learn && op != Op::ArmOpenFailure && op != Op::ArmRefusal &&
-         op != Op::Management && op != Op::GemActive && op != Op::Buckets;
+         op != Op::Management && op != Op::GemActive && op != Op::Buckets && op != Op::DriverStatic;
 }
 
 bool isQuery(Op op) { return op == Op::QueryMemory || op == Op::QueryDriver; }
@@ -99,7 +102,7 @@ Action genAction() {
        {1, Op::Defaults},     {2, Op::QueryMemory},  {2, Op::QueryDriver}, {5, Op::Learn},
        {3, Op::CreateVlan},   {3, Op::DeleteVlan},   {4, Op::Gem},         {1, Op::ArmOpenFailure},
        {2, Op::ArmRefusal},   {2, Op::Dump},         {1, Op::Management},  {1, Op::GemActive},
-       {1, Op::Buckets}});
+       {1, Op::Buckets},      {1, Op::DriverStatic}});
   a.id = *rc::gen::element<uint32_t>(1, 2, 4, 8, 9, 10, 77);
   a.vlan = *rc::gen::element<uint16_t>(10, 20, 30);
   a.entry = *genEntry();
@@ -130,7 +133,10 @@ Action genAction() {
       if (a.op == Op::Clear && a.value > 2) a.id = 0;  // all interfaces
       break;
     case Op::Learn:
+    case Op::DriverStatic:
       a.id = *rc::gen::element<uint32_t>(1, 2, 3, 9);
+      // An all-zero source too, which is how the driver says "no violation".
+      if (a.op == Op::Learn && *rc::gen::inRange(0, 8) == 0) a.entry.mac = {};
       break;
     case Op::QueryMemory:
       a.nameFailsFor = *rc::gen::element<uint32_t>(0, 0, 0, 0, 0, a.id, 9);
@@ -179,35 +185,45 @@ std::string dumpModule(uint32_t value) { return value == 1 ? "portsecurity" : "p
 std::string dumpCommand(uint32_t value) { return value == 2 ? "MacEntries" : "macEntries"; }
 int managementFault(const Action& a) { return static_cast<int>(a.vport) + 1; }
 
+// The entity's own operations, on the model or on the entity: both take the
+// same calls, with the action's entry in the target's own type.
+template <class Target, class TargetEntry>
+std::string operate(Target& t, const Action& a, const TargetEntry& e) {
+  switch (a.op) {
+    case Op::SetGlobal:
+      return std::to_string(t.setState(a.value != 0));
+    case Op::SetIntfState:
+      return std::to_string(t.setState(a.id, a.value != 0));
+    case Op::SetAll:
+      return std::to_string(t.setStateAll(a.value != 0));
+    case Op::SetDynamic:
+      return std::to_string(t.setLimitDynamicMACs(a.id, a.value));
+    case Op::SetVlanLimit:
+      return std::to_string(t.setLimitDynamicMACs(a.id, a.vlan, a.value));
+    case Op::SetStatic:
+      return std::to_string(t.setLimitStaticMACs(a.id, a.value));
+    case Op::AddStatic:
+      return std::to_string(t.addStaticEntry(a.id, e));
+    case Op::DelStatic:
+      return std::to_string(t.delStaticEntry(a.id, e));
+    case Op::Clear:
+      return std::to_string(t.clearStaticEntries(a.id));
+    case Op::AddVPort:
+      return std::to_string(t.addStaticEntryVirtualPort(a.id, e, a.vport));
+    case Op::DelVPort:
+      return std::to_string(t.delStaticEntryVirtualPort(a.id, e, a.vport));
+    case Op::Move:
+      return std::to_string(t.moveDynamicToStatic(a.id));
+    case Op::Defaults:
+      return t.applyDefaultSettings() ? "true" : "false";
+    default:
+      return "";
+  }
+}
+
 // What an action answers on the model, as text, with its faults armed.
 std::string performFaulted(Model& m, const Action& a) {
   switch (a.op) {
-    case Op::SetGlobal:
-      return std::to_string(m.setState(a.value != 0));
-    case Op::SetIntfState:
-      return std::to_string(m.setState(a.id, a.value != 0));
-    case Op::SetAll:
-      return std::to_string(m.setStateAll(a.value != 0));
-    case Op::SetDynamic:
-      return std::to_string(m.setLimitDynamic(a.id, a.value));
-    case Op::SetVlanLimit:
-      return std::to_string(m.setLimitDynamic(a.id, a.vlan, a.value));
-    case Op::SetStatic:
-      return std::to_string(m.setLimitStatic(a.id, a.value));
-    case Op::AddStatic:
-      return std::to_string(m.addStaticEntry(a.id, a.entry));
-    case Op::DelStatic:
-      return std::to_string(m.delStaticEntry(a.id, a.entry));
-    case Op::Clear:
-      return std::to_string(m.clearStaticEntries(a.id));
-    case Op::AddVPort:
-      return std::to_string(m.addVirtualPortEntry(a.id, a.entry, a.vport));
-    case Op::DelVPort:
-      return std::to_string(m.delVirtualPortEntry(a.id, a.entry));
-    case Op::Move:
-      return std::to_string(m.moveDynamicToStatic(a.id));
-    case Op::Defaults:
-      return m.applyDefaultSettings() ? "true" : "false";
     case Op::QueryMemory:
       return m.queryMemory(a.id, a.vlan, a.lockRefused);
     case Op::QueryDriver:
@@ -243,8 +259,12 @@ std::string performFaulted(Model& m, const Action& a) {
     case Op::Buckets:
       m.setBucketCount(a.value);
       return "";
+    case Op::DriverStatic:
+      m.addDriverStatic(a.id, a.entry);
+      return "";
+    default:
+      return operate(m, a, a.entry);
   }
-  return "";
 }
 
 std::string perform(Model& m, const Action& a) {
@@ -384,32 +404,6 @@ class Sut {
     const PortSecurity::macEntry_t e = toEntry(a.entry);
     sim::Node& node = sim::Node::instance();
     switch (a.op) {
-      case Op::SetGlobal:
-        return std::to_string(ps.setState(a.value != 0));
-      case Op::SetIntfState:
-        return std::to_string(ps.setState(a.id, a.value != 0));
-      case Op::SetAll:
-        return std::to_string(ps.setStateAll(a.value != 0));
-      case Op::SetDynamic:
-        return std::to_string(ps.setLimitDynamicMACs(a.id, a.value));
-      case Op::SetVlanLimit:
-        return std::to_string(ps.setLimitDynamicMACs(a.id, a.vlan, a.value));
-      case Op::SetStatic:
-        return std::to_string(ps.setLimitStaticMACs(a.id, a.value));
-      case Op::AddStatic:
-        return std::to_string(ps.addStaticEntry(a.id, e));
-      case Op::DelStatic:
-        return std::to_string(ps.delStaticEntry(a.id, e));
-      case Op::Clear:
-        return std::to_string(ps.clearStaticEntries(a.id));
-      case Op::AddVPort:
-        return std::to_string(ps.addStaticEntryVirtualPort(a.id, e, a.vport));
-      case Op::DelVPort:
-        return std::to_string(ps.delStaticEntryVirtualPort(a.id, e, a.vport));
-      case Op::Move:
-        return std::to_string(ps.moveDynamicToStatic(a.id));
-      case Op::Defaults:
-        return ps.applyDefaultSettings() ? "true" : "false";
       case Op::QueryMemory:
         return queryMemory(a.id, a.vlan);
       case Op::QueryDriver:
@@ -457,8 +451,18 @@ class Sut {
       case Op::Buckets:
         driver().setBucketCount(a.value);
         return "";
+      case Op::DriverStatic: {
+        psMacArg_t record = {};
+        std::snprintf(record.intf, sizeof record.intf, "%u", a.id);
+        std::memcpy(record.mac, e.mac, sizeof record.mac);
+        record.vlan = e.vlan;
+        record.isStatic = 1;
+        driver().command(PSIOC_ADD_STATIC, reinterpret_cast<unsigned long>(&record));
+        return "";
+      }
+      default:
+        return operate(ps, a, e);
     }
-    return "";
   }
 
   std::string queryMemory(uint32_t id, uint16_t vlan) {
