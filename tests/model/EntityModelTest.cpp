@@ -134,9 +134,11 @@ Action genAction() {
       break;
     case Op::Learn:
     case Op::DriverStatic:
-      a.id = *rc::gen::element<uint32_t>(1, 2, 3, 9);
+    case Op::QueryDriver:
+      // Where frames arrive; and an unknown interface, for the queries.
+      a.id = *rc::gen::element<uint32_t>(1, 2, 3, 9, a.op == Op::QueryDriver ? 77 : 1);
       // An all-zero source too, which is how the driver says "no violation".
-      if (a.op == Op::Learn && *rc::gen::inRange(0, 8) == 0) a.entry.mac = {};
+      if (a.op == Op::Learn && *rc::gen::inRange(0, 5) == 0) a.entry.mac = {};
       break;
     case Op::QueryMemory:
       a.nameFailsFor = *rc::gen::element<uint32_t>(0, 0, 0, 0, 0, a.id, 9);

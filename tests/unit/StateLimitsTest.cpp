@@ -87,6 +87,18 @@ TEST_F(ReportsTest, EveryInterfaceOfTheRegistryHasSettingsWhateverItsType) {
   EXPECT_EQ(3u, settings.at(GPON).limitStaticMACs);
 }
 
+// The model reaches this in about one run of three: a zero source must meet
+// a full limit on an enabled interface that is queried before the next one.
+TEST_F(ReportsTest, AnAllZeroViolationMacMeansNoneWhateverItsVlan) {
+  ASSERT_EQ(0u, ps().setState(true));
+  ASSERT_EQ(0u, ps().setState(ETH1, true));
+  ASSERT_EQ(0u, ps().setLimitDynamicMACs(ETH1, 0u));
+  ASSERT_EQ(sim::LearnResult::violation, driver().learn(ETH1 - 1, sim::MacAddress{}, VLAN10));
+  PortSecurity::macEntry_t out = macEntry(VLAN20, 9);
+  EXPECT_EQ(3u, ps().getLastViolation(ETH1, out));
+  EXPECT_EQ(VLAN20, out.vlan);
+}
+
 TEST_F(ReportsTest, StaticReportsShareTheModulesListsButTheCacheIsCopied) {
   std::list<PortSecurity::macEntry_t> out = {macEntry(VLAN20, 9)};
   EXPECT_EQ(0u, ps().getStaticMACs(ETH1, out));
