@@ -64,8 +64,7 @@ struct TableEntry {
 // The simulated driver's hash over the VLAN and the MAC; 0 buckets hold nothing a walk sees.
 uint32_t bucketOf(const Entry& entry, uint32_t buckets);
 // One driver command as the driver saw it arrive: the code, then the plain
-// argument when it passes no record, else the record's bytes (of a table
-// entry read only the bucket and position it asks for).
+// argument when it passes no record, else the record's bytes.
 std::string describeCommand(unsigned long code, unsigned long argument,
                             const std::vector<uint8_t>& record, bool refused);
 
@@ -192,16 +191,17 @@ class Model : public Observable {
   bool limitReached(uint32_t id, uint16_t vlan) const;
   size_t dynamicCount(uint32_t id, const uint16_t* vlan) const;
 
-  // The host's VLANs and GEM bindings.
+  // The host's VLANs, GEM bindings, inactive GEM interfaces and management entry.
   std::set<uint16_t> vlans{10, 20};
+  std::map<std::pair<uint32_t, uint32_t>, uint32_t> gems{{{8, 1}, 9}, {{8, 2}, 10}};
   std::set<uint32_t> inactive;
   uint32_t mngId = 4;
   Entry mngEntry = {10, {0x02, 0, 0, 0, 0, 0x01}};
+  // The faults armed in the host, the lock and the driver.
   int networkInfoFault = 0, mngIdFault = 0;
   uint32_t nameLookupFailsFor = 0;
   bool typeLookupFails = false;
   int locksBeforeRefusal = -1;
-  std::map<std::pair<uint32_t, uint32_t>, uint32_t> gems{{{8, 1}, 9}, {{8, 2}, 10}};
   unsigned int openFailures = 0;
   std::map<unsigned long, unsigned int> refusedCodes;  // code -> commands let through first
   uint64_t insertions = 0;

@@ -248,7 +248,7 @@ std::string performFaulted(Model& m, const Action& a) {
       m.armRefusal(a.value, a.vport);
       return "";
     case Op::Dump:
-      return m.dump(dumpModule(a.value), dumpCommand(a.value));
+      return "before|" + m.dump(dumpModule(a.value), dumpCommand(a.value));
     case Op::Management:
       if (a.value == 0) m.setManagement(a.id, a.entry);
       if (a.value == 1) m.failNetworkInfo(managementFault(a));
@@ -436,8 +436,7 @@ class Sut {
         // The dump only appends to what the stream holds.
         std::ostringstream out("before|", std::ios::ate);
         ps.externalMessage(dumpModule(a.value), dumpCommand(a.value), &out);
-        const std::string text = out.str();
-        return text.compare(0, 7, "before|") == 0 ? text.substr(7) : "overwritten: " + text;
+        return out.str();
       }
       case Op::Management:
         if (a.value == 0)

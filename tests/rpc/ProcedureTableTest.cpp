@@ -282,21 +282,6 @@ TEST_P(ProcedureTableTest, EveryProcedureInEveryModeAndLockState) {
         }
 }
 
-// What the table cannot tell apart by codes: the reports' contents.
-TEST_P(ProcedureTableTest, ReportsCarryWhatTheEntityHolds) {
-  buildNode(kEth);
-  const Procedure* byNumber[820] = {};
-  for (const Procedure& p : procedures()) byNumber[p.number] = &p;
-  EXPECT_EQ("1", byNumber[10]->call(client, kEth).fields);
-  // Only the single-interface report carries per-VLAN limits.
-  EXPECT_EQ(" [eth1 1 1 1 7 100=10]", byNumber[11]->call(client, kEth).fields);
-  EXPECT_EQ(" [eth1 1 1 1 7] [uplink 1 0 300 20] [eth3 1 0 300 20]",
-            byNumber[12]->call(client, kEth).fields);
-  EXPECT_EQ(" 100/7", byNumber[13]->call(client, kEth).fields);
-  EXPECT_EQ(" 100/1 100/4", byNumber[14]->call(client, kEth).fields);
-  EXPECT_EQ(" 100/6", byNumber[15]->call(client, kEth).fields);
-}
-
 INSTANTIATE_TEST_SUITE_P(Transports, ProcedureTableTest, ::testing::Values("udp", "tcp"));
 
 }  // namespace

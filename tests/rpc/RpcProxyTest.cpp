@@ -9,6 +9,7 @@
 #include <rpc/pmap_clnt.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <atomic>
 #include <future>
 #include <sstream>
@@ -18,7 +19,9 @@
 #include <gtest/gtest.h>
 
 #include "BLLManager.h"
+#include "HostRegistry.h"
 #include "PortSecurity.h"
+#include "RpcTestSupport.h"
 #include "SimHost.h"
 #include "portsecurity/rpc/PortSecurityRpc.h"
 #include "rte/BLL/core/rpcProxy.h"
@@ -28,14 +31,45 @@ namespace {
 
 // The registration step made to fail next, by interposing the call that
 // takes it; every other call goes to the libraries.
-enum class Fail { nothing, udpBind, udpTransport, udpRegistration, tcpRegistration };
+enum class Fail {
+  nothing,
+  udpSocket,
+  udpBind,
+  udpTransport,
+  udpRegistration,
+  tcpSocket,
+  tcpBind,
+  tcpListen,
+  tcpTransport,
+  tcpRegistration,
+  reply
+};
 std::atomic<Fail> failNext{Fail::nothing};
 
 bool failing(Fail step) { return failNext.compare_exchange_strong(step, Fail::nothing); }
 
 }  // namespace
 
-// A datagram socket's bind to 127.0.0.1, port 0 fails with EADDRINUSE.
+// The server's sockets, as it asks for them, fail with EMFILE.
+extern "C" int socket(int domain, int type, int protocol) {
+  static auto next = reinterpret_cast<int (*)(int, int, int)>(dlsym(RTLD_NEXT, "socket"));
+  const bool udp = type == SOCK_DGRAM && protocol == IPPROTO_UDP;
+  if (domain == AF_INET && (udp || protocol == IPPROTO_TCP) &&
+      failing(udp ? Fail::udpSocket : Fail::tcpSocket)) {
+    errno = EMFILE;
+    return -1;
+  }
+  return next(domain, type, protocol);
+}
+
+extern "C" int listen(int fd, int backlog) {
+  static auto next = reinterpret_cast<int (*)(int, int)>(dlsym(RTLD_NEXT, "listen"));
+  if (!failing(Fail::tcpListen)) return next(fd, backlog);
+  errno = EADDRINUSE;
+  return -1;
+}
+
+// A bind to 127.0.0.1, port 0 fails with EADDRINUSE.
 extern "C" int bind(int fd, const struct sockaddr* address, socklen_t length) {
   typedef int (*bind_t)(int, const struct sockaddr*, socklen_t);
   static bind_t next = reinterpret_cast<bind_t>(dlsym(RTLD_NEXT, "bind"));
@@ -44,7 +78,7 @@ extern "C" int bind(int fd, const struct sockaddr* address, socklen_t length) {
   socklen_t typeLength = sizeof type;
   if (in != nullptr && in->sin_family == AF_INET && in->sin_addr.s_addr == htonl(INADDR_LOOPBACK) &&
       in->sin_port == 0 && getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &typeLength) == 0 &&
-      type == SOCK_DGRAM && failing(Fail::udpBind)) {
+      failing(type == SOCK_DGRAM ? Fail::udpBind : Fail::tcpBind)) {
     errno = EADDRINUSE;
     return -1;
   }
@@ -54,6 +88,16 @@ extern "C" int bind(int fd, const struct sockaddr* address, socklen_t length) {
 extern "C" SVCXPRT* svcudp_create(int sock) {
   static auto next = reinterpret_cast<SVCXPRT* (*)(int)>(dlsym(RTLD_NEXT, "svcudp_create"));
   return failing(Fail::udpTransport) ? nullptr : next(sock);
+}
+
+extern "C" SVCXPRT* svctcp_create(int sock, u_int sendSize, u_int receiveSize) {
+  static auto next = reinterpret_cast<decltype(&svctcp_create)>(dlsym(RTLD_NEXT, "svctcp_create"));
+  return failing(Fail::tcpTransport) ? nullptr : next(sock, sendSize, receiveSize);
+}
+
+extern "C" bool_t svc_sendreply(SVCXPRT* transport, xdrproc_t encode, void* result) {
+  static auto next = reinterpret_cast<decltype(&svc_sendreply)>(dlsym(RTLD_NEXT, "svc_sendreply"));
+  return !failing(Fail::reply) && next(transport, encode, result);
 }
 
 extern "C" bool_t svc_register(SVCXPRT* transport, u_long program, u_long version,
@@ -85,6 +129,8 @@ class RpcProxyTest : public ::testing::Test {
     checked = std::promise<int>();
   }
   static void* waitAtGate(void* interruptCheck) {
+    const std::vector<std::string> threads = sim::HostRegistry::instance().threadNames();
+    toldFirst = std::find(threads.begin(), threads.end(), kGateThread) != threads.end();
     gate.wait();
     checked.set_value((*static_cast<RPCProxy::interruptCheck_t*>(interruptCheck))());
     return nullptr;
@@ -92,16 +138,20 @@ class RpcProxyTest : public ::testing::Test {
   inline static std::promise<void> open;
   inline static std::shared_future<void> gate;
   inline static std::promise<int> checked;
+  // Whether the host had been told of the thread before its routine ran.
+  inline static bool toldFirst = false;
+  static constexpr const char* kGateThread = "gate_thread";
 };
 
 TEST_F(RpcProxyTest, StartIsRefusedUntilTheThreadIsJoined) {
-  RPCProxy proxy(waitAtGate, "PortSecurity_mng");
+  RPCProxy proxy(waitAtGate, kGateThread);
   EXPECT_TRUE(proxy.isStopped());
   EXPECT_TRUE(proxy.start());
   EXPECT_FALSE(proxy.start());
   open.set_value();
   EXPECT_EQ(0, checked.get_future().get());  // no stop requested yet
-  EXPECT_FALSE(proxy.start());               // ended, but not joined
+  EXPECT_TRUE(toldFirst);
+  EXPECT_FALSE(proxy.start());  // ended, but not joined
   EXPECT_TRUE(proxy.stop(false));
   EXPECT_TRUE(proxy.isStopped());
 }
@@ -129,15 +179,26 @@ TEST(RpcProxyRegistrationTest, NonLoopThreadRegistersBothTransportsAndEnds) {
 
 TEST(RegisterSvcTest, EachTransportIsRegisteredOrReportedOnItsOwn) {
   const std::string service = " RPC service 0x40000d0d/1073745165, version 1";
+  const std::string emfile = "Too many open files", inUse = "Address already in use";
   const struct {
     Fail step;
     std::string line;
     bool udp, tcp;  // registered with the port mapper afterwards
   } cases[] = {
-      {Fail::udpBind, ":52 Cannot bind UDP socket for" + service + " (98 - Address already in use)",
+      {Fail::udpSocket, ":47 Cannot create UDP socket for" + service + " (24 - " + emfile + ")",
        false, true},
+      {Fail::udpBind, ":52 Cannot bind UDP socket for" + service + " (98 - " + inUse + ")", false,
+       true},
       {Fail::udpTransport, ":57 Cannot create UDP" + service, false, true},
       {Fail::udpRegistration, ":61 Cannot register UDP" + service, false, true},
+      {Fail::tcpSocket, ":70 Cannot create TCP socket for" + service + " (24 - " + emfile + ")",
+       true, false},
+      {Fail::tcpBind, ":76 Cannot bind TCP socket for" + service + " (98 - " + inUse + ")", true,
+       false},
+      {Fail::tcpListen,
+       ":83 Cannot set TCP socket for" + service + " to listen mode (98 - " + inUse + ")", true,
+       false},
+      {Fail::tcpTransport, ":89 Cannot create TCP" + service, true, false},
       {Fail::tcpRegistration, ":93 Cannot register TCP" + service, true, false},
   };
   for (const auto& c : cases) {
@@ -149,6 +210,16 @@ TEST(RegisterSvcTest, EachTransportIsRegisteredOrReportedOnItsOwn) {
     EXPECT_EQ(c.tcp, registeredPort(kTestProgram, IPPROTO_TCP) != 0) << c.line;
     svc_unregister(kTestProgram, 1);
   }
+}
+
+TEST(RpcDispatchTest, AReplyThatCannotBeSentIsAnsweredWithASystemError) {
+  rpctest::ServingLoop loop;
+  CLIENT* client = rpctest::connect("udp");
+  ASSERT_NE(nullptr, client);
+  failNext = Fail::reply;
+  EXPECT_EQ(RPC_SYSTEMERROR, rpctest::call(client, 10, xdr_void, nullptr, xdr_void, nullptr));
+  EXPECT_TRUE(rpctest::ping(client));
+  clnt_destroy(client);
 }
 
 TEST(EntityLifecycleTest, StopLeavesHandlersSubscribedSoRestartDoublesThem) {

@@ -105,13 +105,6 @@ class EntityTest : public ::testing::Test {
   static sim::BusinessLock& lock() { return sim::BusinessLock::instance(); }
   PortSecurity& ps() { return *entity; }
 
-  static std::vector<sim::DriverCommand> commandsWith(unsigned long code) {
-    std::vector<sim::DriverCommand> matching;
-    for (const sim::DriverCommand& command : driver().commands())
-      if (command.code == code) matching.push_back(command);
-    return matching;
-  }
-
  private:
   alignas(PortSecurity) unsigned char storage[sizeof(PortSecurity)];
   PortSecurity* entity = nullptr;

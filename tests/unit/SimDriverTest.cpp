@@ -20,17 +20,6 @@ namespace {
 using namespace psdriver;
 using sim::LearnResult;
 
-sim::MacAddress macOf(uint8_t last) { return sim::MacAddress{0x00, 0x11, 0x22, 0x33, 0x44, last}; }
-
-// A zeroed record for interface `intf`.
-template <class Record>
-Record recordFor(const std::string& intf) {
-  Record record;
-  std::memset(&record, 0, sizeof record);
-  std::snprintf(record.intf, sizeof record.intf, "%s", intf.c_str());
-  return record;
-}
-
 class SimDriverTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -46,14 +35,13 @@ class SimDriverTest : public ::testing::Test {
   }
 
   static sim::Driver& driver() { return sim::Driver::instance(); }
-  static LearnResult learn(uint32_t port, uint8_t last, uint16_t vlan) {
-    return driver().learn(port, macOf(last), vlan);
-  }
   int send(unsigned long code, void* record) { return ::ioctl(handle, code, record); }
 
-  int setState(unsigned long on) { return ::ioctl(handle, PSIOC_SET_STATE, on); }
+  // A limit for interface `intf`, in an otherwise zeroed record.
   int setLimit(const std::string& intf, uint32_t kind, uint32_t limit) {
-    psIntfLimitArg_t record = recordFor<psIntfLimitArg_t>(intf);
+    psIntfLimitArg_t record;
+    std::memset(&record, 0, sizeof record);
+    std::snprintf(record.intf, sizeof record.intf, "%s", intf.c_str());
     record.kind = kind;
     record.limit = limit;
     return send(PSIOC_SET_INTF_LIMIT, &record);
@@ -63,7 +51,8 @@ class SimDriverTest : public ::testing::Test {
 };
 
 TEST_F(SimDriverTest, MalformedCommandsAreRefusedAndChangeNothing) {
-  EXPECT_EQ(LearnResult::unknownPort, learn(6, 3, 5));  // a port of no interface
+  // A port of no interface.
+  EXPECT_EQ(LearnResult::unknownPort, driver().learn(6, {0x00, 0x11, 0x22, 0x33, 0x44, 3}, 5));
   EXPECT_EQ(-1, setLimit("99", PS_LIMIT_DYNAMIC, 5));
   EXPECT_EQ(ENODEV, errno);
   for (const char* intf : {"x1", "03", ""}) EXPECT_EQ(-1, setLimit(intf, PS_LIMIT_DYNAMIC, 5));
@@ -73,7 +62,7 @@ TEST_F(SimDriverTest, MalformedCommandsAreRefusedAndChangeNothing) {
   EXPECT_EQ(-1, send(PSIOC_SET_INTF_STATE, &unterminated));
   EXPECT_EQ(-1, send(_IOC(_IOC_WRITE, 'z', 41, 4), &unterminated));
   EXPECT_EQ(-1, send(PSIOC_ADD_STATIC, nullptr));
-  EXPECT_EQ(-1, setState(2));
+  EXPECT_EQ(-1, ::ioctl(handle, PSIOC_SET_STATE, 2ul));
   const sim::DriverInterfaceState state = driver().interfaceState(3);
   EXPECT_FALSE(state.hasDynamicLimit || state.hasStaticLimit || state.enabled);
   EXPECT_FALSE(driver().globalState());

@@ -36,8 +36,8 @@ TEST_F(StateLimitsTest, TheWidestInterfaceIdGoesOutAsTenDigits) {
   const std::string digits = "4294967295";
   std::copy(digits.begin(), digits.end(), record.begin());
   record[20] = 1;
-  ASSERT_EQ(1u, commandsWith(PSIOC_SET_INTF_STATE).size());
-  EXPECT_EQ(record, commandsWith(PSIOC_SET_INTF_STATE)[0].bytes);
+  ASSERT_EQ(1u, driver().commands().size());
+  EXPECT_EQ(record, driver().commands()[0].bytes);
 }
 
 // The model's node always lists interfaces.
