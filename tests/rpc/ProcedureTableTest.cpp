@@ -82,8 +82,8 @@ struct Procedure {
   unsigned int success;
   OnFailure onFailure;  // what a failing query leaves in its reply
   std::function<Reply(CLIENT*, unsigned int)> call;
-  // What a setter that succeeds leaves in everything(), "#" standing for the
-  // interface; empty where the entries change instead.
+  // What a change that succeeds leaves in everything(), "#" standing for the
+  // interface; with a leading '-', what it takes away.
   std::string leaves = "";
 };
 
@@ -107,11 +107,14 @@ const std::vector<Procedure>& procedures() {
        [](CLIENT* c, unsigned int i) { return code(rpc_ps_set_mac_default_limit_static_1(i, c)); },
        " | # 1 1 20 100=10;"},
       {7, false, false, 0, OnFailure::nothing,
-       [](CLIENT* c, unsigned int i) { return code(rpc_ps_add_mac_static_1(i, entry(3), c)); }},
+       [](CLIENT* c, unsigned int i) { return code(rpc_ps_add_mac_static_1(i, entry(3), c)); },
+       "00:03, VLAN: 100, configured: 1"},
       {8, false, false, 0, OnFailure::nothing,
-       [](CLIENT* c, unsigned int i) { return code(rpc_ps_del_mac_static_1(i, entry(1), c)); }},
+       [](CLIENT* c, unsigned int i) { return code(rpc_ps_del_mac_static_1(i, entry(1), c)); },
+       "-00:01, VLAN: 100, configured: 1"},
       {9, false, false, 0, OnFailure::nothing,
-       [](CLIENT* c, unsigned int i) { return code(rpc_ps_move_dynamic_1(i, c)); }},
+       [](CLIENT* c, unsigned int i) { return code(rpc_ps_move_dynamic_1(i, c)); },
+       "\n \tMAC: 02:00:00:00:00:05, VLAN: 100\n"},
       {10, false, false, 0, OnFailure::keepsLast,
        [](CLIENT* c, unsigned int) {
          return take(rpc_ps_get_state_1(c), xdrRoutine(xdr_rpcResultPSState),
@@ -156,11 +159,13 @@ const std::vector<Procedure>& procedures() {
       {18, false, false, 0, OnFailure::nothing,
        [](CLIENT* c, unsigned int i) {
          return code(rpc_ps_add_mac_static_virtual_port_1(i, entry(2), 0, c));
-       }},
+       },
+       "00:02, VLAN: 100, configured: 1"},
       {819, false, false, 0, OnFailure::nothing,
        [](CLIENT* c, unsigned int i) {
          return code(rpc_ps_del_mac_static_virtual_port_1(i, entry(4), 7, c));
-       }},
+       },
+       "-00:04, VLAN: 100, configured: 1"},
   };
   return table;
 }
@@ -268,11 +273,13 @@ TEST_P(ProcedureTableTest, EveryProcedureInEveryModeAndLockState) {
           const bool changes = expected == 0 && p.onFailure == OnFailure::nothing;
           const std::string after = everything();
           EXPECT_EQ(changes, before != after);
-          std::string leaves = p.leaves;
+          const bool takes = p.leaves[0] == '-';
+          std::string leaves = p.leaves.substr(takes);
           if (leaves.find('#') != std::string::npos)
             leaves.replace(leaves.find('#'), 1, std::to_string(intf));
           if (changes && !leaves.empty()) {
-            EXPECT_NE(std::string::npos, after.find(leaves)) << after;
+            EXPECT_EQ(takes, after.find(leaves) == std::string::npos) << after;
+            EXPECT_NE(takes, before.find(leaves) == std::string::npos) << before;
           }
           if (p.onFailure == OnFailure::zeroed && expected != 0) {
             EXPECT_EQ(p.number == 11 ? " [ 0 0 0 0]" : " 0/0", reply.fields);

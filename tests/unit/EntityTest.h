@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <list>
 #include <new>
 #include <string>
 #include <vector>
