@@ -80,8 +80,9 @@ std::vector<std::pair<Entry, TableEntry>> Observable::walk() const {
 const std::vector<HostInterface>& Model::hostInterfaces() {
   // In the test node's order, which is not the ids' order.
   static const std::vector<HostInterface> list = {
-      {10, kGem, "gem2"}, {1, 1, "eth1"},         {2, 1, "eth2"},      {3, 1, "eth3"},
-      {4, 2, "mng0"},     {5, kInternal, "cpu0"}, {8, kGpon, "gpon0"}, {9, kGem, "gem1"}};
+      {10, kGem, "gem2"},  {1, 1, "eth1"},    {2, 1, "eth2"},
+      {3, 1, "eth3"},      {4, 2, "mng0"},    {5, kInternal, "cpu0"},
+      {8, kGpon, "gpon0"}, {9, kGem, "gem1"}, {4294967295u, 1, "last"}};
   return list;
 }
 

@@ -103,7 +103,7 @@ Action genAction() {
        {3, Op::CreateVlan},   {3, Op::DeleteVlan},   {4, Op::Gem},         {1, Op::ArmOpenFailure},
        {2, Op::ArmRefusal},   {2, Op::Dump},         {1, Op::Management},  {1, Op::GemActive},
        {1, Op::Buckets},      {1, Op::DriverStatic}});
-  a.id = *rc::gen::element<uint32_t>(1, 2, 4, 8, 9, 10, 77);
+  a.id = *rc::gen::element<uint32_t>(1, 2, 4, 8, 9, 10, 77, 4294967295u);
   a.vlan = *rc::gen::element<uint16_t>(10, 20, 30);
   a.entry = *genEntry();
   a.vport = *rc::gen::element<uint32_t>(0, 1, 2, 3);

@@ -22,7 +22,8 @@ using namespace psdriver;
 // Ethernet 1-3, management 4, internal (type 3) 5, GPON (type 4) 8 whose
 // virtual ports 1 and 2 are the GEM (type 5) interfaces 9 and 10.
 const unsigned int ETH1 = 1, ETH2 = 2, ETH3 = 3, MNG = 4, INTERNAL = 5, GPON = 8, GEM1 = 9,
-                   GEM2 = 10, UNKNOWN_ID = 77;
+                   GEM2 = 10, UNKNOWN_ID = 77,
+                   LAST = 4294967295u;  // ten digits, the widest interface field
 const unsigned short VLAN10 = 10, VLAN20 = 20, MISSING_VLAN = 30;
 
 // 00:11:22:33:44:<last> in `vlan`.
@@ -40,7 +41,8 @@ inline void buildTestNode() {
       {GEM2, I::IF_TYPE_GEM, "gem2"},       {ETH1, I::IF_TYPE_ETHERNET, "eth1"},
       {ETH2, I::IF_TYPE_ETHERNET, "eth2"},  {ETH3, I::IF_TYPE_ETHERNET, "eth3"},
       {MNG, I::IF_TYPE_MANAGEMENT, "mng0"}, {INTERNAL, I::IF_TYPE_INTERNAL, "cpu0"},
-      {GPON, I::IF_TYPE_GPON, "gpon0"},     {GEM1, I::IF_TYPE_GEM, "gem1"}};
+      {GPON, I::IF_TYPE_GPON, "gpon0"},     {GEM1, I::IF_TYPE_GEM, "gem1"},
+      {LAST, I::IF_TYPE_ETHERNET, "last"}};
   for (const sim::InterfaceConfig& c : interfaces) node.addInterface(c);
   node.bindGem(sim::GemBinding{GPON, 1, GEM1});
   node.bindGem(sim::GemBinding{GPON, 2, GEM2});

@@ -1,7 +1,7 @@
 // State and limits beyond what the model test reaches (eight per-VLAN
-// limits, interface ids wider than 16 bits or ten digits long), and the
+// limits, interface ids wider than 16 bits, an empty registry), and the
 // reports built from them: the settings of every interface, static-entry
-// reports, the entries-cache count and copy.
+// reports, the entries-cache count and copy, an all-zero violation source.
 #include "EntityTest.h"
 
 namespace entitytest {
@@ -24,20 +24,6 @@ TEST_F(StateLimitsTest, PerVlanLimitsAreEightAnInterface) {
   EXPECT_TRUE(driver().commands().empty());
   EXPECT_EQ(0u, ps().setLimitDynamicMACs(ETH1, VLAN10, 0u));
   EXPECT_EQ(0u, ps().setLimitDynamicMACs(ETH1, 106, 3u));
-}
-
-// The widest id fills ten of the interface field's 17 bytes; the rest stay zero.
-TEST_F(StateLimitsTest, TheWidestInterfaceIdGoesOutAsTenDigits) {
-  const unsigned int lastId = 4294967295u;
-  ASSERT_TRUE(node().addInterface({lastId, Interfaces::IF_TYPE_ETHERNET, "last"}));
-  driver().clearCommands();
-  ASSERT_EQ(0u, ps().setState(lastId, true));
-  std::vector<uint8_t> record(24, 0);
-  const std::string digits = "4294967295";
-  std::copy(digits.begin(), digits.end(), record.begin());
-  record[20] = 1;
-  ASSERT_EQ(1u, driver().commands().size());
-  EXPECT_EQ(record, driver().commands()[0].bytes);
 }
 
 // The model's node always lists interfaces.
