@@ -1,7 +1,7 @@
-// Every procedure of the program, over UDP and TCP, in every combination of
-// profile mode (off; on, for an ordinary interface; on, for an uplink) and
-// business lock (obtained; refused): the code each answers, what a refusal
-// leaves in the reply, and whether the call changed the entity and the driver.
+// Every procedure of the program, over UDP and TCP, with profile mode off and
+// on (and on for an uplink, where profile mode refuses the procedure) and the
+// business lock obtained and refused: the code each answers, what a refusal
+// leaves in the reply, and what the call changed in the entity and the driver.
 #include <string.h>
 
 #include <functional>
